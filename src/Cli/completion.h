@@ -1,0 +1,10 @@
+// Completion: from the editor's completion command to the Python callable and back.
+#pragma once
+
+// The completion call as a command function of the editor: asks the callable of the readline call
+// in progress, with `key` as the key, and edits the line by its answer. Returns 0. Exported.
+extern "C" __attribute__((visibility("default"))) int complete_line(int count, int key);
+
+// The same as the editor's completion hook, with the key that started the completion. Returns null
+// and tells the editor to leave it at that.
+char **complete_line_wrapper(const char *text, int start, int end);

@@ -1,0 +1,17 @@
+// The history modes: named slots of history, one per mode of the shell, in a tree in which a mode
+// also sees its ancestors' lines. No Python, no lock.
+#pragma once
+
+// One mode. Never changed or freed once made.
+struct history_mode {
+  char *key;             // owned
+  history_mode *parent;  // or null
+};
+
+// The mode with this key, or null. A null or empty key is never found.
+history_mode *find_history_mode(const char *key);
+
+// The mode with this key, made below `parent_key` when there is none; null when it would have to be
+// made and its parent does not exist. A null or empty parent key means no parent. The parent of a
+// mode that exists is neither looked at nor changed. Does not select the mode.
+history_mode *new_history_mode(const char *key, const char *parent_key);

@@ -1,0 +1,188 @@
+// Keys: the editor commands that the layer adds, the keys that every line has, completion, and the
+// calls that bind keys.
+#include <sys/types.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "layer_state.h"
+#include "readline_layer.h"
+#include "signals.h"
+
+namespace lineedit {
+
+rl_completion_func_t *rl_attempted_completion_function;
+int rl_attempted_completion_over;
+int rl_inhibit_completion;
+int rl_completion_invoking_key;
+
+// The functions given to rl_add_defun, by key.
+static rl_command_func_t *added_functions[256];
+
+// --- Completion ----------------------------------------------------------------------------------
+
+// Characters that a word to complete does not reach across.
+static const char word_breaks[] = " \t\n\"\\'`@$><=;|&{(";
+
+// The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in bytes.
+static char *word_before_cursor(int *start, int *end) {
+  const LineInfo *line = el_line(layer.editor);
+  const char *word = line->cursor;
+  while (word > line->buffer && strchr(word_breaks, word[-1]) == nullptr) --word;
+  *start = static_cast<int>(word - line->buffer);
+  *end = static_cast<int>(line->cursor - line->buffer);
+  return strndup(word, static_cast<size_t>(line->cursor - word));
+}
+
+static void free_list(char **list) {
+  if (list == nullptr) return;
+  for (char **string = list; *string != nullptr; ++string) free(*string);
+  free(list);
+}
+
+// Asks the hook. Returns whether the editor's own completion shall follow.
+static bool ask_completion_hook() {
+  int start, end;
+  char *word = word_before_cursor(&start, &end);
+  char **list = rl_attempted_completion_function(word, start, end);
+  free(word);
+  const bool answered = list != nullptr || rl_attempted_completion_over != 0;
+  free_list(list);
+  rl_attempted_completion_over = 0;
+  return !answered;
+}
+
+int rl_complete(int, int invoking_key) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return CC_ERROR;
+  if (rl_inhibit_completion != 0) {
+    const char key[] = {static_cast<char>(invoking_key), '\0'};
+    el_insertstr(layer.editor, key);
+    return CC_REFRESH;
+  }
+  publish_line();
+  rl_completion_invoking_key = invoking_key;
+  if (rl_attempted_completion_function != nullptr && !ask_completion_hook()) return CC_NORM;
+  return _el_fn_complete(layer.editor, invoking_key);
+}
+
+// --- Commands that the layer adds to the editor --------------------------------------------------
+
+// What a command returns: the end of the read when the function asked for it.
+static unsigned char command_status(int status) {
+  return static_cast<unsigned char>(rl_done != 0 ? CC_EOF : status);
+}
+
+static unsigned char complete_command(EditLine *, wint_t key) {
+  const int status = rl_complete(0, static_cast<int>(key));
+  // The hook may have put signal handlers of its own in the editor's place; with those a Ctrl-C
+  // would jump out of the rest of this line and leave the terminal raw.
+  retake_signal_handlers();
+  return command_status(status);
+}
+
+// The editor reads with the terminal's own suspend key disabled, so the key has to send the signal.
+static unsigned char suspend_command(EditLine *, wint_t) {
+  kill(0, SIGTSTP);
+  return CC_NORM;
+}
+
+static unsigned char added_command(EditLine *, wint_t key) {
+  rl_command_func_t *function = added_functions[key & 0xff];
+  if (function == nullptr) return CC_ERROR;
+  publish_line();
+  function(1, static_cast<int>(key));
+  return command_status(CC_NORM);
+}
+
+// Keys that every line has beyond the editor's emacs set.
+static const struct {
+  const char *keys;
+  const char *command;
+} default_bindings[] = {
+    {"^I", "rl_complete"},
+    {"^Z", "rl_tstp"},
+    {"^R", "em-inc-search-prev"},
+    // Home and End as the terminals of the last decades send them.
+    {"\\e[1~", "ed-move-to-beg"},
+    {"\\e[4~", "ed-move-to-end"},
+    {"\\e[7~", "ed-move-to-beg"},
+    {"\\e[8~", "ed-move-to-end"},
+    {"\\e[H", "ed-move-to-beg"},
+    {"\\e[F", "ed-move-to-end"},
+    // Delete and Insert.
+    {"\\e[3~", "ed-delete-next-char"},
+    {"\\e[2~", "ed-quoted-insert"},
+    // Ctrl-Right and Ctrl-Left.
+    {"\\e[1;5C", "em-next-word"},
+    {"\\e[1;5D", "ed-prev-word"},
+    {"\\e[5C", "em-next-word"},
+    {"\\e[5D", "ed-prev-word"},
+    {"\\e\\e[C", "em-next-word"},
+    {"\\e\\e[D", "ed-prev-word"},
+};
+
+void add_commands(EditLine *editor) {
+  el_set(editor, EL_ADDFN, "rl_complete", "Complete through the application's hook",
+         complete_command);
+  el_set(editor, EL_ADDFN, "rl_tstp", "Send the suspend signal", suspend_command);
+  for (const auto &binding : default_bindings)
+    el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
+}
+
+// --- Binding -------------------------------------------------------------------------------------
+
+static void bind_key_to_command(int key, const char *command) {
+  char octal[8];
+  snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(key));
+  el_set(layer.editor, EL_BIND, octal, command, nullptr);
+}
+
+static bool is_key(int key) {
+  return key >= 0 && key < static_cast<int>(std::size(added_functions));
+}
+
+int rl_parse_and_bind(const char *line) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return 1;
+  Tokenizer *tokenizer = tok_init(nullptr);
+  int count = 0;
+  const char **words = nullptr;
+  const bool parsed = tok_str(tokenizer, line, &count, &words) == 0 && count > 0;
+  const int refused = parsed ? el_parse(layer.editor, count, words) : 1;
+  tok_end(tokenizer);
+  return refused != 0 ? 1 : 0;
+}
+
+int rl_bind_key(int key, rl_command_func_t *function) {
+  if (function != rl_insert || !is_key(key)) return -1;
+  if (!layer_is_initialised() && rl_initialize() != 0) return -1;
+  bind_key_to_command(key, "ed-insert");
+  return 0;
+}
+
+int rl_add_defun(const char *name, rl_command_func_t *function, int key) {
+  if (!is_key(key)) return -1;
+  if (!layer_is_initialised() && rl_initialize() != 0) return -1;
+  added_functions[key] = function;
+  el_set(layer.editor, EL_ADDFN, name, name, added_command);
+  bind_key_to_command(key, name);
+  return 0;
+}
+
+int rl_insert(int count, int key) {
+  const char text[] = {static_cast<char>(key), '\0'};
+  for (int i = 0; i < count; ++i) rl_insert_text(text);
+  return 0;
+}
+
+rl_command_func_t *rl_named_function(const char *) { return nullptr; }
+
+char **rl_invoking_keyseqs_in_map(rl_command_func_t *, Keymap) { return nullptr; }
+
+int rl_bind_keyseq_in_map(const char *, rl_command_func_t *, Keymap) { return 0; }
+
+int rl_bind_key_in_map(int, rl_command_func_t *, Keymap) { return 0; }
+
+}  // namespace lineedit

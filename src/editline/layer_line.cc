@@ -1,0 +1,128 @@
+// Reading one line, and changing the line while it is edited.
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "layer_state.h"
+#include "readline_layer.h"
+#include "signals.h"
+
+namespace lineedit {
+
+char *rl_line_buffer;
+int rl_point;
+int rl_end;
+int rl_done;
+
+// --- Bytes and characters ------------------------------------------------------------------------
+
+size_t encoded_size(size_t length) { return length * MB_CUR_MAX + 1; }
+
+size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
+  char *out = bytes;
+  mbstate_t shift = {};
+  for (size_t i = 0; i < length; ++i) {
+    // The character reader hands bytes 128 to 255 on as negative numbers.
+    if (static_cast<int>(characters[i]) < 0) {
+      *out++ = static_cast<char>(characters[i]);
+      continue;
+    }
+    const size_t used = wcrtomb(out, characters[i], &shift);
+    if (used == static_cast<size_t>(-1)) {
+      shift = {};
+      *out++ = '?';
+    } else {
+      out += used;
+    }
+  }
+  *out = '\0';
+  return static_cast<size_t>(out - bytes);
+}
+
+void publish_line() {
+  const LineInfoW *line = el_wline(layer.editor);
+  rl_point = static_cast<int>(line->cursor - line->buffer);
+  rl_end = static_cast<int>(line->lastchar - line->buffer);
+  const size_t size = encoded_size(static_cast<size_t>(rl_end));
+  if (size > layer.text_size) {
+    layer.text_size = size * 2;
+    layer.text = static_cast<char *>(realloc(layer.text, layer.text_size));
+  }
+  encode_line(layer.text, line->buffer, static_cast<size_t>(rl_end));
+  rl_line_buffer = layer.text;
+}
+
+// --- Reading -------------------------------------------------------------------------------------
+
+// libedit's own narrow read turns a line with one character that it cannot encode into an empty
+// one, and its count can be larger than the line it returns (after a line over 1023 characters, Up
+// and Down). So the line is taken wide, measured, and encoded here.
+static char *read_line() {
+  // libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
+  // through the driver's line editing and change the line.
+  el_set(layer.editor, EL_PREP_TERM, 1);
+  int count = 0;
+  const wchar_t *characters = el_wgets(layer.editor, &count);
+  if (characters == nullptr || count <= 0) return nullptr;
+
+  const size_t length = wcsnlen(characters, static_cast<size_t>(count));
+  char *line = static_cast<char *>(malloc(encoded_size(length)));
+  const size_t bytes = encode_line(line, characters, length);
+  if (bytes > 0 && line[bytes - 1] == '\n') line[bytes - 1] = '\0';
+  return line;
+}
+
+// A signal handler may jump from the wait for a key to a frame beyond this one: nothing between
+// here and there owns anything.
+char *readline(const char *prompt) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return nullptr;
+  rl_done = 0;
+  set_prompt(prompt);
+  const bool held_here = rl_hold_signals();
+  take_signal_handlers();
+  char *line = read_line();
+  give_back_signal_handlers();
+  if (held_here) rl_release_signals();
+  return line;
+}
+
+// --- Changing the line ---------------------------------------------------------------------------
+
+static void move_cursor_to(int position) {
+  const LineInfoW *line = el_wline(layer.editor);
+  el_cursor(layer.editor, position - static_cast<int>(line->cursor - line->buffer));
+}
+
+static int clamp_to_line(int position) {
+  if (position < 0) return 0;
+  return position < rl_end ? position : rl_end;
+}
+
+int rl_delete_text(int start, int end) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  start = clamp_to_line(start);
+  end = clamp_to_line(end);
+  move_cursor_to(end);
+  el_deletestr(layer.editor, end - start);
+  publish_line();
+  return end - start;
+}
+
+int rl_insert_text(const char *text) {
+  if (text == nullptr || *text == '\0') return 0;
+  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  const LineInfoW *line = el_wline(layer.editor);
+  if (rl_point >= 0 && rl_point <= line->lastchar - line->buffer) move_cursor_to(rl_point);
+  if (el_insertstr(layer.editor, text) != 0) return 0;
+  publish_line();
+  return static_cast<int>(strlen(text));
+}
+
+void rl_forced_update_display() {
+  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  // The editor draws as if the cursor stood at the start of an empty row.
+  fputc('\r', rl_outstream);
+  el_set(layer.editor, EL_REFRESH);
+}
+
+}  // namespace lineedit

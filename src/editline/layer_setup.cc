@@ -1,0 +1,143 @@
+// Making and ending the editor: the streams, the terminal's settings kept as they are, the history
+// object, the prompt, and the user's own settings file.
+#include <termios.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "key_reader.h"
+#include "layer_state.h"
+#include "readline_layer.h"
+#include "terminal_settings.h"
+
+namespace lineedit {
+
+LayerState layer;
+
+FILE *rl_instream;
+FILE *rl_outstream;
+const char *rl_readline_name = "";
+
+static wchar_t *current_prompt(EditLine *) { return layer.prompt; }
+
+// The editor knows one marker for both ends of an invisible sequence and would take an end that
+// meets a start for an empty sequence, so the pair between two adjoining sequences goes.
+static const char *skip_adjoining_markers(const char *bytes) {
+  while (bytes[0] == '\002' && bytes[1] == '\001') bytes += 2;
+  return bytes;
+}
+
+// Decodes one character of `bytes`; '?' for a byte that the locale cannot. Returns the bytes used.
+static size_t decode_character(wchar_t *out, const char *bytes) {
+  mbstate_t shift = {};
+  const size_t used = mbrtowc(out, bytes, strlen(bytes), &shift);
+  if (used <= MB_LEN_MAX) return used;
+  *out = L'?';
+  return 1;
+}
+
+// libedit 3.1-20221030 decodes a narrow prompt itself and dies of a null pointer where the locale
+// cannot (any byte above 127 in the C locale). So it gets a decoded one.
+void set_prompt(const char *bytes) {
+  free(layer.prompt);
+  layer.prompt = static_cast<wchar_t *>(malloc((strlen(bytes) + 1) * sizeof(wchar_t)));
+  wchar_t *out = layer.prompt;
+  for (bytes = skip_adjoining_markers(bytes); *bytes != '\0';
+       bytes = skip_adjoining_markers(bytes)) {
+    bytes += decode_character(out, bytes);
+    if (*out == L'\002') *out = L'\001';
+    ++out;
+  }
+  *out = L'\0';
+}
+
+// Ends the editor without a word to its terminal. Ending it would put back the settings of its
+// creation and throw the type-ahead away; it does neither while editing is off.
+static void end_editor() {
+  if (layer.editor != nullptr) {
+    el_set(layer.editor, EL_PREP_TERM, 0);
+    el_set(layer.editor, EL_EDITMODE, 0);
+    el_end(layer.editor);
+  }
+  if (layer.history != nullptr) history_end(layer.history);
+  layer.editor = nullptr;
+  layer.history = nullptr;
+}
+
+static void connect_history() {
+  HistEvent event;
+  history(layer.history, &event, H_SETSIZE, INT_MAX);
+  el_set(layer.editor, EL_HIST, history, layer.history);
+}
+
+// Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
+static void furnish_editor(bool echoing) {
+  if (!echoing) el_set(layer.editor, EL_EDITMODE, 0);
+  connect_history();
+  el_set(layer.editor, EL_GETCFN, key_reader());
+  set_prompt("");
+  el_wset(layer.editor, EL_PROMPT_ESC, current_prompt, L'\001');
+  el_set(layer.editor, EL_EDITOR, "emacs");
+  add_commands(layer.editor);
+  el_source(layer.editor, nullptr);
+  publish_line();
+}
+
+int rl_initialize() {
+  end_editor();
+  if (rl_instream == nullptr) rl_instream = stdin;
+  if (rl_outstream == nullptr) rl_outstream = stdout;
+
+  TerminalSettings found;
+  read_terminal_settings(&found, fileno(rl_instream));
+  layer.editor = el_init(rl_readline_name, rl_instream, rl_outstream, stderr);
+  layer.history = history_init();
+  const bool made = layer_is_initialised();
+  if (made) {
+    leave_terminal_flags_alone(layer.editor);
+    furnish_editor(terminal_echoes(&found));
+  } else {
+    end_editor();
+  }
+  put_back_terminal_settings(&found);
+  return made ? 0 : -1;
+}
+
+History *get_history() { return layer.history; }
+
+int add_history(const char *line) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  HistEvent event;
+  history(layer.history, &event, H_ENTER, line);
+  return 0;
+}
+
+void clear_history() {
+  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  HistEvent event;
+  history(layer.history, &event, H_CLEAR);
+}
+
+void rl_get_screen_size(int *rows, int *cols) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (rows != nullptr) el_get(layer.editor, EL_GETTC, "li", rows);
+  if (cols != nullptr) el_get(layer.editor, EL_GETTC, "co", cols);
+}
+
+static void set_terminal_capability(const char *name, int value) {
+  char digits[16];
+  snprintf(digits, sizeof digits, "%d", value);
+  el_set(layer.editor, EL_SETTC, name, digits, nullptr);
+}
+
+void rl_set_screen_size(int rows, int cols) {
+  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  set_terminal_capability("li", rows);
+  set_terminal_capability("co", cols);
+}
+
+}  // namespace lineedit

@@ -1,0 +1,40 @@
+// What the files of the layer share: the one editor and the state kept beside it.
+#pragma once
+
+#include <histedit.h>
+
+#include <cstddef>
+
+namespace lineedit {
+
+struct LayerState {
+  // Both null before rl_initialize, both set after it.
+  EditLine *editor;
+  History *history;
+  // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
+  wchar_t *prompt;
+  // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
+  char *text;
+  size_t text_size;
+};
+
+extern LayerState layer;
+
+inline bool layer_is_initialised() { return layer.editor != nullptr && layer.history != nullptr; }
+
+// Brings rl_point, rl_end and rl_line_buffer up to date with the editor's line.
+void publish_line();
+
+// Writes `length` characters as bytes in the current locale, and a NUL, to `bytes`, which must have
+// room for encoded_size(length). Returns the bytes before the NUL. A byte that the reader handed on
+// as a negative character comes out as that byte, a character the locale lacks as '?'.
+size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
+size_t encoded_size(size_t length);
+
+// Replaces the prompt. `bytes` as for readline.
+void set_prompt(const char *bytes);
+
+// Adds the layer's own commands to the editor and binds the keys that every line has.
+void add_commands(EditLine *editor);
+
+}  // namespace lineedit

@@ -1,0 +1,259 @@
+// Which signals reach the process while a line is read, and when.
+#include "signals.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "layer_state.h"
+#include "readline_layer.h"
+
+namespace lineedit {
+
+// The signals that concern a line being edited. Those that end the process come first, so that they
+// are acted on first.
+static constexpr int watched[] = {SIGTERM, SIGHUP, SIGQUIT, SIGINT, SIGTSTP, SIGCONT, SIGWINCH};
+static constexpr int watched_count = sizeof watched / sizeof watched[0];
+
+static struct {
+  // Held back from the reading thread, between rl_hold_signals and rl_release_signals.
+  bool held;
+  // The mask before the hold: what the wait opens and the release goes back to.
+  sigset_t outside;
+  // The mask during the hold.
+  sigset_t inside;
+  // Our handler is in place; `reader` and `found` are valid.
+  bool taken;
+  pthread_t reader;
+  // The dispositions that the read found, by index into `watched`.
+  struct sigaction found[watched_count];
+  // A callback runs on the reading thread, with signals let in.
+  volatile sig_atomic_t in_callback;
+  // Signals that arrived and wait for rl_wait to act on them.
+  volatile sig_atomic_t noted[watched_count];
+  volatile sig_atomic_t any_noted;
+} signals;
+
+// --- The hold ------------------------------------------------------------------------------------
+
+bool rl_hold_signals() {
+  if (signals.held) return false;
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signo : watched) sigaddset(&set, signo);
+  pthread_sigmask(SIG_BLOCK, &set, &signals.outside);
+  sigorset(&signals.inside, &signals.outside, &set);
+  signals.held = true;
+  return true;
+}
+
+void rl_release_signals() {
+  if (!signals.held) return;
+  signals.held = false;
+  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
+}
+
+void rl_admit_signals(const sigset_t *set) {
+  for (const int signo : watched)
+    if (sigismember(set, signo) == 1) sigdelset(&signals.outside, signo);
+}
+
+// --- Arrival -------------------------------------------------------------------------------------
+
+static int index_of(int signo) {
+  int which = 0;
+  while (watched[which] != signo) ++which;
+  return which;
+}
+
+static bool changes_display_only(int signo) { return signo == SIGCONT || signo == SIGWINCH; }
+
+static bool ends_process(int signo) {
+  return signo == SIGTERM || signo == SIGHUP || signo == SIGQUIT;
+}
+
+static void note(int which) {
+  signals.noted[which] = 1;
+  signals.any_noted = 1;
+}
+
+// Puts the disposition that the read found in force for the signal being handled and sends it once
+// more to this thread, which takes it as soon as the handler returns.
+static void hand_to_found_disposition(int which) {
+  sigaction(watched[which], &signals.found[which], nullptr);
+  pthread_kill(pthread_self(), watched[which]);
+}
+
+// The kernel gives a signal for the process to the main thread if that lets it in, else to any. So
+// on another thread it came because the reader holds it just now: it goes to the reader. The main
+// thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which the reading calls
+// rule out: their handler must see that, so it runs here.
+static void arrived_on_other_thread(int which) {
+  const int signo = watched[which];
+  const bool misdirected = gettid() == getpid() && (signo == SIGINT || signo == SIGTSTP);
+  if (misdirected)
+    hand_to_found_disposition(which);
+  else
+    pthread_kill(signals.reader, signo);
+}
+
+static void arrived_in_callback(int which) {
+  note(which);
+  if (!ends_process(watched[which])) return;
+  el_set(layer.editor, EL_PREP_TERM, 0);
+  hand_to_found_disposition(which);
+}
+
+static void signal_arrived(int signo) {
+  const int saved_errno = errno;
+  const int which = index_of(signo);
+  if (pthread_equal(pthread_self(), signals.reader) == 0)
+    arrived_on_other_thread(which);
+  else if (signals.in_callback != 0)
+    arrived_in_callback(which);
+  else
+    note(which);
+  errno = saved_errno;
+}
+
+// --- Dispositions --------------------------------------------------------------------------------
+
+// A signal that the application ignores stays ignored, and stays so for programs that it starts.
+static bool is_left_ignored(int which) {
+  return signals.found[which].sa_handler == SIG_IGN && !changes_display_only(watched[which]);
+}
+
+static void install_handler(int which, struct sigaction *found) {
+  struct sigaction ours = {};
+  ours.sa_handler = signal_arrived;
+  ours.sa_mask = signals.inside;
+  ours.sa_flags = SA_RESTART;
+  sigaction(watched[which], &ours, found);
+}
+
+static void take_handler(int which) {
+  install_handler(which, &signals.found[which]);
+  if (is_left_ignored(which)) sigaction(watched[which], &signals.found[which], nullptr);
+}
+
+static void retake_handler(int which) {
+  if (is_left_ignored(which))
+    sigaction(watched[which], &signals.found[which], nullptr);
+  else
+    install_handler(which, nullptr);
+}
+
+void take_signal_handlers() {
+  signals.reader = pthread_self();
+  signals.taken = true;
+  for (int which = 0; which < watched_count; ++which) take_handler(which);
+}
+
+void retake_signal_handlers() {
+  if (!signals.taken) return;
+  retake_handler(index_of(SIGINT));
+  retake_handler(index_of(SIGTSTP));
+}
+
+// What was noted and not acted on belongs to the dispositions that come back now.
+void give_back_signal_handlers() {
+  signals.taken = false;
+  signals.any_noted = 0;
+  for (int which = 0; which < watched_count; ++which) {
+    sigaction(watched[which], &signals.found[which], nullptr);
+    if (signals.noted[which] == 0) continue;
+    signals.noted[which] = 0;
+    pthread_kill(pthread_self(), watched[which]);
+  }
+}
+
+// --- Acting on a signal, between two keys --------------------------------------------------------
+
+// Lets one signal through to the disposition that the read found. That may end or stop the process,
+// or jump away: everything is given back before, and taken again only if it returns.
+static void let_found_disposition_act(int which) {
+  give_back_signal_handlers();
+  pthread_kill(pthread_self(), watched[which]);
+  sigset_t open = signals.inside;
+  sigdelset(&open, watched[which]);
+  pthread_sigmask(SIG_SETMASK, &open, nullptr);
+  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
+  take_signal_handlers();
+}
+
+static bool found_disposition_is_a_handler(int which) {
+  return signals.found[which].sa_handler != SIG_DFL && signals.found[which].sa_handler != SIG_IGN;
+}
+
+static void act_on_display_change(int which) {
+  if (watched[which] == SIGWINCH) {
+    el_resize(layer.editor);
+  } else {
+    // Whoever stopped the process may have changed the terminal, which the editor takes for raw.
+    el_set(layer.editor, EL_PREP_TERM, 0);
+    el_set(layer.editor, EL_PREP_TERM, 1);
+  }
+  if (found_disposition_is_a_handler(which)) let_found_disposition_act(which);
+  rl_forced_update_display();
+}
+
+static void act_on(int which) {
+  signals.noted[which] = 0;
+  if (changes_display_only(watched[which])) {
+    act_on_display_change(which);
+    return;
+  }
+  el_set(layer.editor, EL_PREP_TERM, 0);
+  let_found_disposition_act(which);
+  el_set(layer.editor, EL_PREP_TERM, 1);
+}
+
+static void act_on_noted_signals() {
+  signals.any_noted = 0;
+  for (int which = 0; which < watched_count; ++which)
+    if (signals.noted[which] != 0) act_on(which);
+}
+
+// --- The wait ------------------------------------------------------------------------------------
+
+static bool is_closed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; }
+
+// Leaves the closed descriptors of the set in it and takes the others out. Returns their number.
+static int keep_closed_descriptors(int count, WaitSet *readable) {
+  int closed = 0;
+  for (int descriptor = 0; descriptor < count; ++descriptor) {
+    if (!wait_set_has(readable, descriptor)) continue;
+    if (is_closed(descriptor))
+      ++closed;
+    else
+      wait_set_remove(readable, descriptor);
+  }
+  return closed;
+}
+
+int rl_wait(int count, WaitSet *readable) {
+  if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
+  const sigset_t *mask = signals.held ? &signals.outside : nullptr;
+  const int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  if (ready >= 0) return ready;
+  if (errno == EBADF) return keep_closed_descriptors(count, readable);
+  if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
+  errno = EINTR;
+  return -1;
+}
+
+void rl_open_signals() {
+  if (!signals.held) return;
+  signals.in_callback = 1;
+  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
+}
+
+void rl_close_signals() {
+  if (!signals.held) return;
+  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
+  signals.in_callback = 0;
+}
+
+}  // namespace lineedit

@@ -1,0 +1,30 @@
+// Keeping the terminal's settings as they were found, around an editor that would normalise them.
+#include "terminal_settings.h"
+
+namespace lineedit {
+
+// The flags that the editor sets or clears in its normal mode. A bare name in its "setty" command
+// takes a flag out of both lists.
+static const char *const normal_mode_flags[] = {
+    "icrnl", "inlcr", "igncr",   "opost",  "onlcr",  "onlret", "isig",    "icanon",
+    "echo",  "echoe", "echoctl", "iexten", "noflsh", "echonl", "extproc", "flusho",
+};
+
+void read_terminal_settings(TerminalSettings *found, int descriptor) {
+  found->descriptor = descriptor;
+  found->known = tcgetattr(descriptor, &found->settings) == 0;
+}
+
+void put_back_terminal_settings(const TerminalSettings *found) {
+  if (found->known) tcsetattr(found->descriptor, TCSADRAIN, &found->settings);
+}
+
+bool terminal_echoes(const TerminalSettings *found) {
+  return !found->known || (found->settings.c_lflag & ECHO) != 0;
+}
+
+void leave_terminal_flags_alone(EditLine *editor) {
+  for (const char *flag : normal_mode_flags) el_set(editor, EL_SETTY, "-x", flag, nullptr);
+}
+
+}  // namespace lineedit

@@ -1,0 +1,28 @@
+// Keeping the terminal's settings as they were found.
+//
+// libedit 3.1-20221030 writes its own idea of a normal terminal (echo on, ICRNL on, special
+// characters enabled, ...) when an editor is made, and ends every line in it. Shown by the tests of
+// the terminal's settings, which fail without any one of the three calls below.
+#pragma once
+
+#include <histedit.h>
+#include <termios.h>
+
+namespace lineedit {
+
+struct TerminalSettings {
+  int descriptor;
+  bool known;  // false when the descriptor is not a terminal
+  struct termios settings;
+};
+
+// Remembers the settings of the terminal on `descriptor`.
+void read_terminal_settings(TerminalSettings *found, int descriptor);
+// Writes them back; does nothing when there was no terminal.
+void put_back_terminal_settings(const TerminalSettings *found);
+// False only for a terminal whose echo is off.
+bool terminal_echoes(const TerminalSettings *found);
+// Tells the editor to take every flag of its normal mode from the terminal as it finds it.
+void leave_terminal_flags_alone(EditLine *editor);
+
+}  // namespace lineedit
