@@ -60,7 +60,7 @@ void publish_line() {
 static char *read_line() {
   // libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
   // through the driver's line editing and change the line.
-  el_set(layer.editor, EL_PREP_TERM, 1);
+  make_terminal_raw();
   int count = 0;
   const wchar_t *characters = el_wgets(layer.editor, &count);
   if (characters == nullptr || count <= 0) return nullptr;
@@ -120,8 +120,10 @@ int rl_insert_text(const char *text) {
 
 void rl_forced_update_display() {
   if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!layer.has_terminal) return;
   // The editor draws as if the cursor stood at the start of an empty row.
   fputc('\r', rl_outstream);
+  el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
   el_set(layer.editor, EL_REFRESH);
 }
 

@@ -55,11 +55,19 @@ void set_prompt(const char *bytes) {
   *out = L'\0';
 }
 
+void make_terminal_raw() {
+  if (layer.has_terminal) el_set(layer.editor, EL_PREP_TERM, 1);
+}
+
+void make_terminal_cooked() {
+  if (layer.has_terminal) el_set(layer.editor, EL_PREP_TERM, 0);
+}
+
 // Ends the editor without a word to its terminal. Ending it would put back the settings of its
 // creation and throw the type-ahead away; it does neither while editing is off.
 static void end_editor() {
   if (layer.editor != nullptr) {
-    el_set(layer.editor, EL_PREP_TERM, 0);
+    make_terminal_cooked();
     el_set(layer.editor, EL_EDITMODE, 0);
     el_end(layer.editor);
   }
@@ -96,6 +104,7 @@ int rl_initialize() {
   read_terminal_settings(&found, fileno(rl_instream));
   layer.editor = el_init(rl_readline_name, rl_instream, rl_outstream, stderr);
   layer.history = history_init();
+  layer.has_terminal = found.known && isatty(fileno(rl_outstream)) != 0;
   const bool made = layer_is_initialised();
   if (made) {
     leave_terminal_flags_alone(layer.editor);

@@ -11,6 +11,9 @@ struct LayerState {
   // Both null before rl_initialize, both set after it.
   EditLine *editor;
   History *history;
+  // Output is a terminal and the input's settings can be read. Without that the editor only reads:
+  // no prompt, no editing, nothing switched.
+  bool has_terminal;
   // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
   wchar_t *prompt;
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
@@ -30,6 +33,11 @@ void publish_line();
 // as a negative character comes out as that byte, a character the locale lacks as '?'.
 size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
 size_t encoded_size(size_t length);
+
+// Switches the terminal between editing (raw, no echo) and the settings that the shell had. Neither
+// does anything without a terminal, or while editing is off.
+void make_terminal_raw();
+void make_terminal_cooked();
 
 // Replaces the prompt. `bytes` as for readline.
 void set_prompt(const char *bytes);

@@ -81,7 +81,8 @@ int rl_insert_text(const char *text);
 // the clamped end minus the clamped start, negative in that case. Does not redraw.
 int rl_delete_text(int start, int end);
 
-// Draws prompt and line anew on the row where the terminal's cursor is.
+// Clears the row where the terminal's cursor is, and what is below, and draws prompt and line anew
+// there. Does nothing where there is no terminal.
 void rl_forced_update_display();
 
 // --- Completion and keys -------------------------------------------------------------------------

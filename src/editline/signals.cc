@@ -102,7 +102,7 @@ static void arrived_on_other_thread(int which) {
 static void arrived_in_callback(int which) {
   note(which);
   if (!ends_process(watched[which])) return;
-  el_set(layer.editor, EL_PREP_TERM, 0);
+  make_terminal_cooked();
   hand_to_found_disposition(which);
 }
 
@@ -192,8 +192,8 @@ static void act_on_display_change(int which) {
     el_resize(layer.editor);
   } else {
     // Whoever stopped the process may have changed the terminal, which the editor takes for raw.
-    el_set(layer.editor, EL_PREP_TERM, 0);
-    el_set(layer.editor, EL_PREP_TERM, 1);
+    make_terminal_cooked();
+    make_terminal_raw();
   }
   if (found_disposition_is_a_handler(which)) let_found_disposition_act(which);
   rl_forced_update_display();
@@ -205,9 +205,9 @@ static void act_on(int which) {
     act_on_display_change(which);
     return;
   }
-  el_set(layer.editor, EL_PREP_TERM, 0);
+  make_terminal_cooked();
   let_found_disposition_act(which);
-  el_set(layer.editor, EL_PREP_TERM, 1);
+  make_terminal_raw();
 }
 
 static void act_on_noted_signals() {

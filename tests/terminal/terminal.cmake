@@ -1,0 +1,30 @@
+# The module at a real pseudo-terminal: one CTest test for each pytest file, driven by the system's
+# Python 3 with the module in a child under TAVORIN_PYTHON.
+find_program(TAVORIN_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+
+set(terminal_environment
+  "TAVORIN_PYTHON=${TAVORIN_PYTHON}"
+  "TAVORIN_MODULE_DIR=$<TARGET_FILE_DIR:Tavorin>")
+
+# An ordinary interpreter runs a sanitized module only with the checkers' libraries loaded first.
+if(TAVORIN_SANITIZE)
+  set(preload "")
+  foreach(library libasan.so libstdc++.so.6)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+                    OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    file(REAL_PATH ${path} path)
+    string(APPEND preload "${path} ")
+  endforeach()
+  string(STRIP ${preload} preload)
+  list(APPEND terminal_environment "TAVORIN_PRELOAD=${preload}")
+endif()
+
+file(GLOB terminal_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/test_*.py)
+foreach(file ${terminal_tests})
+  get_filename_component(name ${file} NAME_WE)
+  add_test(NAME terminal.${name}
+           COMMAND ${TAVORIN_PYTHON3} -m pytest -q ${file}
+           WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR})
+  set_tests_properties(terminal.${name} PROPERTIES
+    LABELS terminal TIMEOUT 300 ENVIRONMENT "${terminal_environment}")
+endforeach()
