@@ -1,20 +1,41 @@
-// The editor's input hook: waits for the next key.
+// The editor's input hook: waits for the next key, and lets the log monitor hand its events to the
+// shell between two keys.
 #include "character_reader.h"
 
 #include <unistd.h>
 
 #include "../editline/readline_layer.h"
 #include "../editline/signals.h"
+#include "frame.h"
+#include "invariant.h"
+#include "vesker.h"
+
+// The log monitor; null while synchronous logging is off. The Python callable travels with it.
+static vesker *logWatcher;
 
 // What the reader waits on. Kept between keys for its storage only.
 static lineedit::WaitSet waiting;
 
+// --- Waiting for a key ---------------------------------------------------------------------------
+
+// Adds the log monitor's descriptor to what is waited on. Returns it, or -1 when there is none.
+static int add_log_descriptor() {
+  if (logWatcher == nullptr) return -1;
+  const int fd = vesker_inotify_fd(logWatcher);
+  if (fd < 0) return -1;
+  lineedit::wait_set_add(&waiting, fd);
+  return fd;
+}
+
 int read_char(FILE *) {
   const int fd = fileno(lineedit::rl_instream);
-  lineedit::wait_set_clear(&waiting, fd);
+  lineedit::wait_set_clear(&waiting);
   for (;;) {
     lineedit::wait_set_add(&waiting, fd);
-    if (lineedit::rl_wait(fd + 1, &waiting) <= 0) continue;
+    // Looked up in each pass, since a callback may have switched logging off.
+    const int log_fd = add_log_descriptor();
+    if (lineedit::rl_wait((fd > log_fd ? fd : log_fd) + 1, &waiting) <= 0) continue;
+    if (log_fd >= 0 && lineedit::wait_set_has(&waiting, log_fd)) vesker_process_event(logWatcher);
     if (lineedit::wait_set_has(&waiting, fd)) break;
   }
   char key;
@@ -22,10 +43,51 @@ int read_char(FILE *) {
   return static_cast<signed char>(key);
 }
 
+// --- Log events ----------------------------------------------------------------------------------
+
+// Whether the callback asks for the line to be drawn anew. An exception, one from a result that is
+// no integer included, is left standing for the interpreter to find.
+static bool asks_for_redraw(PyObject *result) {
+  return result != nullptr && result != Py_None && PyInt_AsLong(result) > 0;
+}
+
+// Hands one event to the shell's callable, with the interpreter's lock. What the callable writes
+// comes below the whole line, and the line is drawn again below that when it asks for it.
+static void conlog_callback(int first, void *userdata, int second) {
+  PyObject *callback = static_cast<PyObject *>(userdata);
+  if (callback == Py_None) return;
+  acquireGil();
+  if (!PyCallable_Check(callback))
+    invariant_broken("PyCallable_Check( callback )", 671, "conlog_callback");
+  const bool moved = lineedit::rl_go_to_last_row();
+  PyObject *result = PyObject_CallFunction(callback, const_cast<char *>("ii"), first, second);
+  if (asks_for_redraw(result))
+    lineedit::rl_forced_update_display();
+  else if (moved)
+    lineedit::rl_redraw_in_place();
+  Py_XDECREF(result);
+  releaseGil();
+}
+
+// --- Switching it on and off ---------------------------------------------------------------------
+
+static void start_log_monitor(const char *filename, PyObject *callback) {
+  logWatcher = vesker_open(filename, conlog_callback, callback);
+  if (logWatcher == nullptr) perror("create inotify event");
+}
+
+static void stop_log_monitor() {
+  vesker_close(logWatcher);
+  logWatcher = nullptr;
+}
+
 PyObject *py_loggingSyncEnabledIs(PyObject *, PyObject *args) {
   const char *filename;
   PyObject *callback = Py_None;
   if (PyArg_ParseTuple(args, "s|O:loggingSyncEnabledIs", &filename, &callback) == 0) return nullptr;
-  PyErr_SetString(PyExc_NotImplementedError, "synchronous logging is not built yet");
-  return nullptr;
+  const bool wanted = callback != Py_None;
+  const bool on = logWatcher != nullptr;
+  if (wanted && !on) start_log_monitor(filename, callback);
+  if (!wanted && on) stop_log_monitor();
+  Py_RETURN_NONE;
 }

@@ -63,8 +63,8 @@ static bool is_white_line(const char *text) {
   return *text == '\0';
 }
 
-// Until an editor with the store plugged in exists, the store is used itself: asking the editor would
-// make one without it, touch the terminal, and lose the line when the real one is set up.
+// Until an editor with the store plugged in exists, the store is used itself: asking the editor
+// would make one without it, touch the terminal, and lose the line when the real one is set up.
 static void record(const char *line) {
   HistEvent event;
   if (readlineInitialized != 0)

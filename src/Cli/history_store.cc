@@ -12,6 +12,8 @@ hist_store hist_ctx;
 static constexpr uint32_t default_limit = 1024;
 
 void hist_init() {
+  // The interpreter may load the module a second time, under another name.
+  if (hist_ctx.list.next != nullptr) hist_clear(nullptr, nullptr);
   hist_ctx.list.next = hist_ctx.list.prev = &hist_ctx.list;
   hist_ctx.cursor = &hist_ctx.list;
   hist_ctx.limit = default_limit;
@@ -119,8 +121,12 @@ int hist_add(void *, HistEvent *event, const char *text) {
   hist_entry *entry = entry_of(hist_ctx.cursor);
   const size_t length = strlen(entry->str);
   const size_t added = strlen(text);
-  entry->str = static_cast<char *>(realloc(entry->str, length + added + 1));
-  memcpy(entry->str + length, text, added + 1);
+  // Not grown in place: `text` may be the entry's own string.
+  char *grown = static_cast<char *>(malloc(length + added + 1));
+  memcpy(grown, entry->str, length);
+  memcpy(grown + length, text, added + 1);
+  free(entry->str);
+  entry->str = grown;
   report(event, entry);
   return 0;
 }

@@ -38,7 +38,7 @@ struct hist_store {
 
 extern hist_store hist_ctx;
 
-// Makes the list empty and the limit 1024. Called once, at import.
+// Makes the list empty and the limit 1024. Called at import.
 void hist_init();
 
 // Whether `mode` lets a line tagged with `line_mode` be seen: when either is null, and when

@@ -26,7 +26,7 @@ static int read_from_hook(EditLine *, wchar_t *character) {
 static ssize_t read_byte(char *byte) {
   static WaitSet ready;
   const int fd = fileno(rl_instream);
-  wait_set_clear(&ready, fd);
+  wait_set_clear(&ready);
   do wait_set_add(&ready, fd);
   while (rl_wait(fd + 1, &ready) <= 0);
   return read(fd, byte, 1);

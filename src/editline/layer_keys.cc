@@ -5,7 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <cwchar>
 #include <iterator>
 
 #include "layer_state.h"
@@ -25,16 +25,19 @@ static rl_command_func_t *added_functions[256];
 // --- Completion ----------------------------------------------------------------------------------
 
 // Characters that a word to complete does not reach across.
-static const char word_breaks[] = " \t\n\"\\'`@$><=;|&{(";
+static const wchar_t word_breaks[] = L" \t\n\"\\'`@$><=;|&{(";
 
-// The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in bytes.
+// The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in characters.
 static char *word_before_cursor(int *start, int *end) {
-  const LineInfo *line = el_line(layer.editor);
-  const char *word = line->cursor;
-  while (word > line->buffer && strchr(word_breaks, word[-1]) == nullptr) --word;
+  const LineInfoW *line = el_wline(layer.editor);
+  const wchar_t *word = line->cursor;
+  while (word > line->buffer && wcschr(word_breaks, word[-1]) == nullptr) --word;
   *start = static_cast<int>(word - line->buffer);
   *end = static_cast<int>(line->cursor - line->buffer);
-  return strndup(word, static_cast<size_t>(line->cursor - word));
+  const size_t length = static_cast<size_t>(line->cursor - word);
+  char *bytes = static_cast<char *>(malloc(encoded_size(length)));
+  encode_line(bytes, word, length);
+  return bytes;
 }
 
 static void free_list(char **list) {

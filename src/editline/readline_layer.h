@@ -66,7 +66,8 @@ int rl_initialize();
 
 // Shows `prompt` (sequences between \001 and \002 take no room) and reads one line. Returns the
 // line without its newline, malloc'ed and owned by the caller, or null at the end of input, after a
-// failed read, or when rl_done ended the read. Initialises when needed. Errors: none but null.
+// failed read, when rl_done ended the read, and where rl_instream was taken away after
+// rl_initialize. Initialises when needed. Errors: none but null.
 // On every way out, a jump out of a signal handler included, the terminal has its settings back.
 char *readline(const char *prompt);
 
@@ -84,6 +85,13 @@ int rl_delete_text(int start, int end);
 // Clears the row where the terminal's cursor is, and what is below, and draws prompt and line anew
 // there. Does nothing where there is no terminal.
 void rl_forced_update_display();
+
+// For something that is about to write to the terminal beside the line: moves the terminal's
+// cursor, not the editor's, down to the row in which the line ends. Returns false when it is there
+// already, or there is no terminal. After true, rl_forced_update_display must follow under what was
+// written, or rl_redraw_in_place when nothing was.
+bool rl_go_to_last_row();
+void rl_redraw_in_place();
 
 // --- Completion and keys -------------------------------------------------------------------------
 

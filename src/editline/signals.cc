@@ -1,7 +1,7 @@
 // Which signals reach the process while a line is read, and when.
 #include "signals.h"
 
-#include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -218,19 +218,24 @@ static void act_on_noted_signals() {
 
 // --- The wait ------------------------------------------------------------------------------------
 
-static bool is_closed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; }
+// True also for a closed descriptor.
+static bool reading_returns_at_once(int descriptor) {
+  struct pollfd entry = {descriptor, POLLIN, 0};
+  return poll(&entry, 1, 0) == 1;
+}
 
-// Leaves the closed descriptors of the set in it and takes the others out. Returns their number.
-static int keep_closed_descriptors(int count, WaitSet *readable) {
-  int closed = 0;
+// For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
+// read and takes the others out. Returns how many are left.
+static int keep_readable_descriptors(int count, WaitSet *readable) {
+  int kept = 0;
   for (int descriptor = 0; descriptor < count; ++descriptor) {
     if (!wait_set_has(readable, descriptor)) continue;
-    if (is_closed(descriptor))
-      ++closed;
+    if (reading_returns_at_once(descriptor))
+      ++kept;
     else
       wait_set_remove(readable, descriptor);
   }
-  return closed;
+  return kept;
 }
 
 int rl_wait(int count, WaitSet *readable) {
@@ -238,7 +243,7 @@ int rl_wait(int count, WaitSet *readable) {
   const sigset_t *mask = signals.held ? &signals.outside : nullptr;
   const int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
   if (ready >= 0) return ready;
-  if (errno == EBADF) return keep_closed_descriptors(count, readable);
+  if (errno == EBADF) return keep_readable_descriptors(count, readable);
   if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
   errno = EINTR;
   return -1;

@@ -11,9 +11,9 @@ struct WaitSet {
   int sets_count;
 };
 
-// Empties the set and makes room for descriptors up to `highest`.
-void wait_set_clear(WaitSet *set, int highest);
-// Both take descriptors up to the `highest` of the latest wait_set_clear.
+// Empties the set and keeps its room.
+void wait_set_clear(WaitSet *set);
+// Adds a descriptor, making room for it.
 void wait_set_add(WaitSet *set, int descriptor);
 void wait_set_remove(WaitSet *set, int descriptor);
 bool wait_set_has(const WaitSet *set, int descriptor);

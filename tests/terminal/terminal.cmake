@@ -4,7 +4,8 @@ find_program(TAVORIN_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
 set(terminal_environment
   "TAVORIN_PYTHON=${TAVORIN_PYTHON}"
-  "TAVORIN_MODULE_DIR=$<TARGET_FILE_DIR:Tavorin>")
+  "TAVORIN_MODULE_DIR=$<TARGET_FILE_DIR:Tavorin>"
+  "TAVORIN_MONITOR_DIR=$<TARGET_FILE_DIR:scripted_monitor>")
 
 # An ordinary interpreter runs a sanitized module only with the checkers' libraries loaded first.
 if(TAVORIN_SANITIZE)

@@ -1,0 +1,89 @@
+"""Starting a program in a session of its own on a terminal, and leaving nothing of it behind."""
+
+import fcntl
+import os
+import platform
+import signal
+import subprocess
+import termios
+
+
+def _take_terminal(slave, closed):
+    """Runs in the new process before its program: make `slave` the controlling terminal.
+
+    Signal dispositions and the mask are inherited, and a test run in the background may have
+    SIGINT ignored: every child starts from the same defaults.
+    """
+    fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
+    for number in signal.valid_signals() - {signal.SIGKILL, signal.SIGSTOP}:
+        try:
+            signal.signal(number, signal.SIG_DFL)
+        except OSError:
+            pass  # kept by the C library for itself
+    signal.pthread_sigmask(signal.SIG_SETMASK, [])
+    for fd in closed:
+        os.close(fd)
+
+
+def start_in_session(command, slave, streams, environment, folder, inherited):
+    """Start `command` as the leader of a new session whose terminal is `slave`.
+
+    `streams` are the descriptors for standard input, output and error; None closes that one.
+    """
+    closed = [number for number, fd in enumerate(streams) if fd is None]
+    stdin, stdout, stderr = (slave if fd is None else fd for fd in streams)
+    return subprocess.Popen(
+        command, stdin=stdin, stdout=stdout, stderr=stderr, env=environment, cwd=folder,
+        pass_fds=inherited, start_new_session=True,
+        preexec_fn=lambda: _take_terminal(slave, closed))
+
+
+def session_members(session):
+    """The process ids of every live process in `session`; what has died but not been reaped is no
+    member."""
+    members = []
+    for name in os.listdir("/proc"):
+        if not name.isdigit():
+            continue
+        try:
+            with open("/proc/%s/stat" % name) as stat:
+                # The name in parentheses may itself hold spaces and parentheses.
+                fields = stat.read().rpartition(")")[2].split()
+        except OSError:
+            continue
+        state, its_session = fields[0], int(fields[3])
+        if its_session == session and state not in "ZX":
+            members.append(int(name))
+    return members
+
+
+# The system call in which a line reader waits for a key.
+_PSELECT = {"x86_64": "270", "aarch64": "72"}[platform.machine()]
+
+
+def waits_in_select(pid):
+    """Whether a thread of the process sleeps in the system call that waits for a key."""
+    for thread in os.listdir("/proc/%d/task" % pid):
+        try:
+            with open("/proc/%d/task/%s/syscall" % (pid, thread)) as call:
+                if call.read().split()[0] == _PSELECT:
+                    return True
+        except (OSError, IndexError):
+            continue
+    return False
+
+
+def processor_seconds(pid):
+    """The processor time that the process has used up to now."""
+    with open("/proc/%d/stat" % pid) as stat:
+        fields = stat.read().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def describe_end(returncode):
+    """How a process ended, in words."""
+    if returncode is None:
+        return "still running"
+    if returncode < 0:
+        return "died of %s" % signal.Signals(-returncode).name
+    return "exited with status %d" % returncode

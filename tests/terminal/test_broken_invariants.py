@@ -1,0 +1,118 @@
+"""What must never happen ends the process at once, with a report of fixed wording."""
+
+import os
+import re
+import signal
+
+import pytest
+
+from harness import Returned
+
+ASSERTION = re.compile(rb"^[^:\n]*: (?P<file>[^:\n]*):(?P<line>\d+): (?P<function>[^\n]*): "
+                       rb"Assertion `(?P<condition>.*)' failed\.$", re.MULTILINE)
+
+
+def failed_assertion(shell):
+    """The C library's report of a failed assertion: file, line, function, condition."""
+    assert shell.wait_for_end() == -signal.SIGABRT
+    found = ASSERTION.findall(bytes(shell.errors))
+    assert len(found) == 1, bytes(shell.errors)
+    return tuple(part.decode() for part in found[0])
+
+
+def start_reading_thread(shell):
+    """Have a second thread read a line, and wait until it does; returns the thread's id."""
+    shell.do("import thread, threading, time\n"
+             "def read():\n"
+             "    report('reader', thread=thread.get_ident())\n"
+             "    Tavorin.readline('> ')\n"
+             "    report('read')\n")
+    shell.do("threading.Thread(target=read).start()")
+    shell.wait_for_prompt()
+    return shell.next_report("reader")["thread"]
+
+
+@pytest.mark.parametrize("call", ["Tavorin.readline('$ ')", "Tavorin.simpleReadline('$ ')"])
+def test_two_threads_cannot_read_at_once(shell, call):
+    start_reading_thread(shell)
+    shell.ask(call)
+    assert failed_assertion(shell) == (
+        "/src/Cli/Tavorin", "64", "releaseGil", "savedPyThreadState == ((void *)0)")
+
+
+def test_a_completion_outside_of_a_read(shell):
+    shell.do("import ctypes\n"
+             "def completer(key, line, position): pass\n")
+    shell.begin_line("", "Tavorin.readline('> ', completer)")
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("")
+    shell.ask("ctypes.PyDLL(Tavorin.__file__).complete_line(0, 9)")
+    assert failed_assertion(shell) == (
+        "/src/Cli/Tavorin", "57", "acquireGil", "savedPyThreadState != ((void *)0)")
+
+
+def test_a_completion_with_an_exception_still_waiting(shell):
+    shell.do("def completer(key, line, position):\n    raise ValueError\n")
+    shell.begin_line("", "Tavorin.readline('> ', completer)")
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("")
+    shell.begin_line("abc", "Tavorin.simpleReadline('> ')")
+    shell.type("<tab>")
+    assert shell.outcome().type == "EOFError"
+    shell.begin_line("def", "Tavorin.simpleReadline('> ')")
+    shell.type("<tab>")
+    file, _, function, condition = failed_assertion(shell)
+    assert (file, function, condition) == (
+        "/src/Cli/Tavorin", "complete_line", "py_lhandler_ptype == ((void *)0)")
+
+
+@pytest.mark.expected_skip
+@pytest.mark.skipif(bool(os.environ.get("TAVORIN_PRELOAD")),
+                    reason="the sanitizer stops a thread that has jumped to another one's stack")
+class TestASignalOnTheWrongThread:
+    """A second thread reads the line, and the signal is delivered to the main one."""
+
+    @pytest.fixture
+    def reader(self, shell):
+        """The id of the reading thread.  It sleeps: as long as it runs, a second thread that jumps
+        to its stack would destroy the ground under both."""
+        thread = start_reading_thread(shell)
+        shell.wait_for_sleep()
+        return thread
+
+    def main_thread(self, shell):
+        return shell.do("thread.get_ident()")
+
+    def test_sigint_tells_both_threads(self, shell, reader):
+        main = self.main_thread(shell)
+        assert main != reader
+        shell.signal(signal.SIGINT)
+        assert shell.wait_for_end() == -signal.SIGABRT
+        expected = ("Assertion failed: readlineThreadId == pthread_self /src/Cli/Tavorin:515 "
+                    "(%d, %d)" % (reader, main))
+        assert expected.encode() in bytes(shell.output)
+
+    def test_sigtstp_tells_none(self, shell, reader):
+        shell.signal(signal.SIGTSTP)
+        assert shell.wait_for_end() == -signal.SIGABRT
+        expected = b"Assertion failed: readlineThreadId == pthread_self /src/Cli/Tavorin:533"
+        assert re.search(re.escape(expected) + rb"\r?\n", bytes(shell.output))
+
+
+@pytest.mark.parametrize("number, message", [(signal.SIGINT, "Ctrl-C pressed"),
+                                             (signal.SIGTSTP, "Ctrl-Z pressed")])
+def test_a_signal_on_the_reading_thread_is_in_order(shell, number, message):
+    """The main thread keeps the signal out, so the kernel picks the thread that reads."""
+    shell.do("import ctypes, threading\n"
+             "def read():\n"
+             "    try:\n        Tavorin.readline('> ')\n"
+             "    except KeyboardInterrupt as error:\n        report('ended', text=str(error))\n")
+    shell.do("reader = threading.Thread(target=read)\n"
+             "reader.start()")
+    shell.wait_for_prompt()
+    shell.do("one = (ctypes.c_ulong * 16)(1 << (%d - 1))\n"
+             "ctypes.CDLL(None).pthread_sigmask(0, one, None)" % number)
+    shell.signal(number)
+    assert shell.next_report("ended")["text"] == message
+    shell.do("reader.join()")
+    shell.assert_settings_as_before()

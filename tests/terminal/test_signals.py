@@ -1,0 +1,220 @@
+"""Signals that arrive while a line is read, other than those of Ctrl-C and Ctrl-Z."""
+
+import signal
+
+import pytest
+
+from harness import Raised, Returned
+
+READ_CALLS = ["Tavorin.readline('> ')", "Tavorin.simpleReadline('> ')"]
+
+
+@pytest.fixture(params=READ_CALLS, ids=["readline", "simpleReadline"])
+def call(request):
+    return request.param
+
+
+def was_handled(shell, number):
+    """How often the shell's own handler of this signal has run."""
+    return sum(report["number"] == number for report in shell.reports_of("signal"))
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGALRM,
+                                    signal.SIGUSR1, signal.SIGCHLD, signal.SIGCONT,
+                                    signal.SIGWINCH], ids=lambda number: number.name)
+class TestAHandlerOfTheShell:
+    def test_it_runs_after_the_line_and_the_line_is_kept(self, shell, call, number):
+        shell.do("report_signals(%d)" % number)
+        before = shell.do("signal_masks()")
+        shell.begin_line("abc", call)
+        shell.signal(number)
+        shell.type("def<enter>")
+        assert shell.outcome() == Returned("abcdef")
+        assert shell.next_report("signal")["number"] == number
+        assert was_handled(shell, number) == 1
+        assert shell.do("signal_masks()") == before
+        shell.assert_settings_as_before()
+
+    def test_it_is_in_place_for_the_next_line_too(self, shell, call, number):
+        shell.do("report_signals(%d)" % number)
+        for times in (1, 2, 3):
+            shell.begin_line("abc", call)
+            shell.signal(number)
+            shell.type("<enter>")
+            assert shell.outcome() == Returned("abc")
+            shell.wait_until(lambda: was_handled(shell, number) == times, "the handler")
+        shell.assert_settings_as_before()
+
+    def test_a_raising_handler_raises_after_the_line(self, shell, call, number):
+        shell.do("def handler(number, frame):\n    raise ValueError(number)\n"
+                 "signal.signal(%d, handler)" % number)
+        shell.begin_line("abc", call + "\nfor _ in range(10000): pass")
+        shell.signal(number)
+        shell.type("def<enter>")
+        assert shell.outcome() == Raised("ValueError", str(int(number)))
+        shell.assert_settings_as_before()
+        shell.read_line()
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGUSR1],
+                         ids=lambda number: number.name)
+def test_an_ignored_signal_changes_nothing(shell, call, number):
+    shell.do("signal.signal(%d, signal.SIG_IGN)" % number)
+    before = shell.do("signal_masks()")
+    shell.begin_line("abc", call)
+    shell.signal(number)
+    shell.type("def<enter>")
+    assert shell.outcome() == Returned("abcdef")
+    assert shell.do("signal_masks()") == before
+    shell.assert_settings_as_before()
+
+
+def test_ctrl_backslash_ends_the_process_with_the_terminal_given_back(shell, call):
+    shell.do("import resource; resource.setrlimit(resource.RLIMIT_CORE, (0, 0))")
+    shell.begin_line("abc", call)
+    shell.type("<ctrl-\\>")
+    assert shell.wait_for_end() == -signal.SIGQUIT
+    shell.assert_settings_as_before()
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP], ids=lambda number: number.name)
+def test_the_default_action_ends_the_process_with_the_terminal_given_back(shell, call, number):
+    shell.begin_line("abc", call)
+    shell.signal(number)
+    assert shell.wait_for_end() == -number
+    shell.assert_settings_as_before()
+
+
+@pytest.mark.parametrize("disposition", ["SIG_IGN", "SIG_DFL"])
+@pytest.mark.parametrize("key, message", [("<ctrl-c>", "Ctrl-C pressed"),
+                                          ("<ctrl-z>", "Ctrl-Z pressed")])
+def test_ctrl_c_and_ctrl_z_do_not_depend_on_the_shell_s_disposition(shell, disposition, key,
+                                                                    message):
+    shell.do("signal.signal(signal.SIGINT, signal.%s)\n"
+             "signal.signal(signal.SIGTSTP, signal.%s)" % (disposition, disposition))
+    shell.begin_line("abc")
+    shell.type(key)
+    assert shell.outcome() == Raised("KeyboardInterrupt", message)
+    shell.assert_settings_as_before()
+
+
+class TestWindowSize:
+    def test_a_wider_window_keeps_the_line(self, terminal, call):
+        shell = terminal(columns=20)
+        shell.begin_line("", call)
+        shell.type("0123456789abcdefghijklm")
+        shell.wait_for_row(1, "ijklm")
+        shell.resize(24, 60)
+        shell.wait_until(lambda: any(row.rstrip().endswith("0123456789abcdefghijklm")
+                                     for row in shell.screen.display), "the line in one row")
+        shell.type("<ctrl-a>x<enter>")
+        assert shell.outcome() == Returned("x0123456789abcdefghijklm")
+        shell.assert_settings_as_before()
+
+    def test_a_narrower_window_keeps_the_line(self, shell, call):
+        line = "0123456789" * 6
+        shell.begin_line(line, call)
+        shell.resize(24, 20)
+        shell.type("abc<ctrl-a>x<ctrl-e>y<enter>")
+        assert shell.outcome() == Returned("x" + line + "abcy")
+        shell.assert_settings_as_before()
+
+    def test_the_line_wraps_at_the_new_width(self, shell, call):
+        shell.begin_line("abc", call)
+        shell.resize(24, 20)
+        shell.wait_until(lambda: shell.row(shell.cursor[0]).endswith("> abc"), "the line")
+        shell.type("defghijklmnopqrstuvwxyz")
+        shell.wait_for_cursor_row("stuvwxyz")
+        shell.type("<enter>")
+        assert shell.outcome() == Returned("abcdefghijklmnopqrstuvwxyz")
+
+    def test_every_change_counts(self, shell, call):
+        """Smaller and larger by turns, with keys between."""
+        line = ""
+        shell.ask(call)
+        shell.wait_for_prompt()
+        for number, columns in enumerate((40, 10, 132, 7, 80, 20, 3, 300, 15)):
+            shell.resize(5 + number, columns)
+            text = "%d-4567890123456789 " % number
+            shell.type(text)
+            line += text
+        shell.type("<enter>")
+        assert shell.outcome() == Returned(line)
+        shell.assert_settings_as_before()
+        shell.read_line()
+
+    def test_a_change_between_two_lines(self, shell, call):
+        shell.read_line()
+        shell.resize(10, 20)
+        shell.begin_line("", call)
+        shell.type("0123456789abcdefghij<ctrl-a>x<enter>")
+        assert shell.outcome() == Returned("x0123456789abcdefghij")
+
+    def test_a_storm_of_changes_while_typing(self, shell, call):
+        line = "".join("%d" % (number % 10) for number in range(300))
+        shell.ask(call)
+        shell.wait_for_prompt()
+        for number, digit in enumerate(line):
+            shell.type(digit)
+            if number % 3 == 0:
+                shell.resize(24, 10 + number % 90)
+        shell.type("<enter>")
+        assert shell.outcome() == Returned(line)
+        shell.assert_settings_as_before()
+
+
+class TestContinued:
+    def test_a_continue_alone_keeps_the_line(self, shell, call):
+        shell.begin_line("abc", call)
+        shell.signal(signal.SIGCONT)
+        shell.type("def<enter>")
+        assert shell.outcome() == Returned("abcdef")
+        shell.assert_settings_as_before()
+
+    def test_a_stop_that_cannot_be_caught(self, terminal, call):
+        """The editor could not give the terminal back, and whoever had it meanwhile did."""
+        shell = terminal(job_control=True)
+        shell.begin_line("abc", call)
+        shell.signal(signal.SIGSTOP)
+        shell.wait_for_job_state("stopped")
+        shell.change_settings({"ICANON": True, "ECHO": True})
+        shell.signal(signal.SIGCONT)
+        shell.wait_for_job_state("continued")
+        shell.wait_until(shell.is_editing, "editing to go on")
+        shell.type("def<enter>")
+        assert shell.outcome() == Returned("abcdef")
+
+
+class TestASignalWithEveryKey:
+    """A handler of the shell whose signal the editor has no use for: a timer's, a child's."""
+
+    TEXT = "abcdefghijklmnopqrstuvwxyz" * 5
+
+    @pytest.fixture
+    def shell(self, terminal, call):
+        shell = terminal(columns=200)
+        shell.do("report_signals(signal.SIGUSR1)")
+        shell.ask(call)
+        shell.wait_for_prompt()
+        for key in self.TEXT:
+            shell.signal(signal.SIGUSR1)
+            shell.type(key)
+            shell.signal(signal.SIGUSR1)
+        return shell
+
+    def test_the_line_is_whole(self, shell):
+        shell.type("<enter>")
+        assert shell.outcome() == Returned(self.TEXT)
+        shell.assert_settings_as_before()
+
+    def test_the_screen_shows_it_whole(self, shell):
+        """A write to the terminal that a signal cuts short loses what it should have shown."""
+        shell.wait_for_row(0, "> " + self.TEXT)
+
+
+def test_the_wait_for_a_key_is_a_wait(shell, call):
+    """The reader sleeps, it does not look around for keys."""
+    shell.begin_line("abc", call)
+    shell.wait_for_sleep()
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("abc")

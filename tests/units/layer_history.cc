@@ -1,0 +1,151 @@
+// The history object of the layer: who owns it, what enters it, and that the editor walks it.
+#include <cstring>
+
+#include "editline/readline_layer.h"
+#include "layer_harness.h"
+
+using namespace lineedit;
+
+#define up_key "\020"    // ^P
+#define down_key "\016"  // ^N
+
+LAYER_TEST(GetHistory, IsNullBeforeTheLayerIsInitialisedAndDoesNotInitialiseIt) {
+  EXPECT_EQ(get_history(), nullptr);
+  EXPECT_EQ(get_history(), nullptr);
+  EXPECT_EQ(rl_line_buffer, nullptr);
+}
+
+LAYER_TEST(GetHistory, StaysTheSameFromInitialisationOn) {
+  ASSERT_EQ(rl_initialize(), 0);
+  History *const first = get_history();
+  EXPECT_NE(first, nullptr);
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  add_history("abc");
+  clear_history();
+  EXPECT_EQ(get_history(), first);
+}
+
+LAYER_TEST(AddHistory, InitialisesAndTheUpKeyBringsTheLineBack) {
+  EXPECT_EQ(add_history("first"), 0);
+  EXPECT_NE(get_history(), nullptr);
+  EXPECT_EQ(read_line({up_key "\n"}), "first");
+}
+
+LAYER_TEST(AddHistory, LinesComeBackNewestFirst) {
+  add_history("first");
+  add_history("second");
+  add_history("third");
+  EXPECT_EQ(read_line({up_key "\n"}), "third");
+  EXPECT_EQ(read_line({up_key up_key up_key "\n"}), "first");
+  EXPECT_EQ(read_line({up_key up_key up_key down_key "\n"}), "second");
+  EXPECT_EQ(read_line({"draft" up_key down_key "\n"}), "draft");
+}
+
+LAYER_TEST(AddHistory, CopiesTheLine) {
+  char line[] = "before";
+  add_history(line);
+  memcpy(line, "after!", sizeof line);
+  EXPECT_EQ(read_line({up_key "\n"}), "before");
+}
+
+LAYER_TEST(AddHistory, KeepsThousandsOfLines) {
+  for (int i = 0; i < 3000; ++i) add_history(("line " + std::to_string(i)).c_str());
+  std::string to_the_oldest;
+  for (int i = 0; i < 3000; ++i) to_the_oldest += up_key;
+  EXPECT_EQ(read_line({to_the_oldest, "\n"}), "line 0");
+}
+
+LAYER_TEST(AddHistory, ReadlineItselfRecordsNothing) {
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  EXPECT_EQ(read_line({up_key "|\n"}), "|");
+}
+
+LAYER_TEST(ClearHistory, EmptiesIt) {
+  add_history("first");
+  add_history("second");
+  clear_history();
+  EXPECT_EQ(read_line({up_key "|\n"}), "|");
+  add_history("third");
+  EXPECT_EQ(read_line({up_key up_key "\n"}), "third");
+}
+
+LAYER_TEST(ClearHistory, InitialisesTheLayer) {
+  clear_history();
+  EXPECT_NE(get_history(), nullptr);
+}
+
+// --- A store of the application's own ------------------------------------------------------------
+
+// A fixed list, newest first, behind the ten functions of a history store.
+static const char *const stored[] = {"newest", "middle", "oldest"};
+static constexpr int stored_count = 3;
+
+static struct {
+  int at;
+  int clears;
+  std::string entered;
+} store;
+
+// libedit 3.1-20221030 hands on its own object in place of the pointer given with H_FUNC, so the
+// functions leave that argument alone.
+static int step_to(HistEvent *event, int at) {
+  if (at < 0 || at >= stored_count) return -1;
+  store.at = at;
+  event->num = stored_count - at;
+  event->str = stored[at];
+  return 0;
+}
+
+static int store_first(void *, HistEvent *event) { return step_to(event, 0); }
+static int store_next(void *, HistEvent *event) { return step_to(event, store.at + 1); }
+static int store_last(void *, HistEvent *event) { return step_to(event, stored_count - 1); }
+static int store_previous(void *, HistEvent *event) { return step_to(event, store.at - 1); }
+static int store_current(void *, HistEvent *event) { return step_to(event, store.at); }
+static int store_set(void *, HistEvent *event, int number) {
+  return step_to(event, stored_count - number);
+}
+static void store_clear(void *, HistEvent *) { ++store.clears; }
+static int store_enter(void *, HistEvent *, const char *line) {
+  store.entered = line;
+  return 1;
+}
+static int store_add(void *, HistEvent *, const char *) { return -1; }
+static int store_delete(void *, HistEvent *, int) { return -1; }
+
+static int plug_in_store() {
+  HistEvent event;
+  return history(get_history(), &event, H_FUNC, &store, store_first, store_next, store_last,
+                 store_previous, store_current, store_set, store_clear, store_enter, store_add,
+                 store_delete);
+}
+
+LAYER_TEST(PluggedStore, IsWhatTheEditorWalks) {
+  add_history("of the layer's own");
+  ASSERT_EQ(plug_in_store(), 0);
+  EXPECT_EQ(read_line({up_key "\n"}), "newest");
+  EXPECT_EQ(read_line({up_key up_key up_key "\n"}), "oldest");
+  EXPECT_EQ(read_line({up_key up_key up_key down_key "\n"}), "middle");
+}
+
+LAYER_TEST(PluggedStore, IsWhatTheSearchGoesThrough) {
+  ASSERT_EQ(rl_initialize(), 0);
+  ASSERT_EQ(plug_in_store(), 0);
+  EXPECT_EQ(read_line({"\022old\n"}), "oldest");
+}
+
+LAYER_TEST(PluggedStore, GetsWhatIsAddedAndCleared) {
+  ASSERT_EQ(rl_initialize(), 0);
+  ASSERT_EQ(plug_in_store(), 0);
+  const int clears = store.clears;
+  add_history("a line");
+  EXPECT_EQ(store.entered, "a line");
+  clear_history();
+  EXPECT_EQ(store.clears, clears + 1);
+}
+
+LAYER_TEST(PluggedStore, IsGoneFromANewEditor) {
+  ASSERT_EQ(rl_initialize(), 0);
+  ASSERT_EQ(plug_in_store(), 0);
+  ASSERT_EQ(rl_initialize(), 0);
+  EXPECT_EQ(read_line({up_key "|\n"}), "|");
+}

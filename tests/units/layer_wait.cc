@@ -1,0 +1,181 @@
+// Waiting on descriptors: the set, which has no largest descriptor, and the wait itself.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "editline/signals.h"
+#include "editline/wait_set.h"
+#include "layer_harness.h"
+
+using namespace lineedit;
+
+static constexpr int edges[] = {0, 1, 63, 64, 1022, 1023, 1024, 1025, 2047, 2048, 5000};
+
+TEST(WaitSet, AZeroedOneIsEmpty) {
+  const WaitSet set = {};
+  for (const int descriptor : edges) EXPECT_FALSE(wait_set_has(&set, descriptor));
+}
+
+TEST(WaitSet, HoldsDescriptorsOfAnySize) {
+  for (const int added : edges) {
+    SCOPED_TRACE(added);
+    WaitSet set = {};
+    wait_set_clear(&set);
+    wait_set_add(&set, added);
+    for (const int descriptor : edges)
+      EXPECT_EQ(wait_set_has(&set, descriptor), descriptor == added) << descriptor;
+    free(set.sets);
+  }
+}
+
+TEST(WaitSet, KeepsWhatItHoldsWhenItGrows) {
+  WaitSet set = {};
+  for (const int descriptor : edges) wait_set_add(&set, descriptor);
+  for (const int descriptor : edges) EXPECT_TRUE(wait_set_has(&set, descriptor)) << descriptor;
+  for (const int descriptor : {2, 1021, 1026, 4999}) EXPECT_FALSE(wait_set_has(&set, descriptor));
+  free(set.sets);
+}
+
+TEST(WaitSet, RemovesOneAndClearsAll) {
+  WaitSet set = {};
+  for (const int descriptor : edges) wait_set_add(&set, descriptor);
+  wait_set_remove(&set, 1023);
+  wait_set_remove(&set, 2048);
+  wait_set_remove(&set, 100000);
+  for (const int descriptor : edges)
+    EXPECT_EQ(wait_set_has(&set, descriptor), descriptor != 1023 && descriptor != 2048);
+  wait_set_clear(&set);
+  for (const int descriptor : edges) EXPECT_FALSE(wait_set_has(&set, descriptor));
+  wait_set_add(&set, 1024);
+  EXPECT_TRUE(wait_set_has(&set, 1024));
+  free(set.sets);
+}
+
+TEST(WaitSet, RemovingWhatItDoesNotHoldChangesNothing) {
+  WaitSet set = {};
+  wait_set_remove(&set, 3);
+  wait_set_add(&set, 4);
+  wait_set_remove(&set, 3);
+  EXPECT_TRUE(wait_set_has(&set, 4));
+  EXPECT_FALSE(wait_set_has(&set, 3));
+  free(set.sets);
+}
+
+// --- rl_wait -------------------------------------------------------------------------------------
+
+struct Pipe {
+  int in;
+  int out;
+};
+
+static Pipe make_pipe() {
+  int ends[2] = {-1, -1};
+  EXPECT_EQ(pipe(ends), 0);
+  return {ends[0], ends[1]};
+}
+
+static Pipe make_full_pipe() {
+  const Pipe full = make_pipe();
+  EXPECT_EQ(write(full.out, "x", 1), 1);
+  return full;
+}
+
+// The same pipe end under a number of at least `lowest`.
+static int move_up(int descriptor, int lowest) {
+  struct rlimit limit = {};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t wanted = static_cast<rlim_t>(lowest) + 16;
+  if (limit.rlim_cur < wanted) {
+    limit.rlim_cur = wanted;
+    limit.rlim_max = std::max(limit.rlim_max, wanted);
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  const int moved = fcntl(descriptor, F_DUPFD, lowest);
+  EXPECT_GE(moved, lowest) << "this process may not have that many descriptors open";
+  close(descriptor);
+  return moved;
+}
+
+static int wait_for(WaitSet *set, std::initializer_list<int> descriptors) {
+  wait_set_clear(set);
+  for (const int descriptor : descriptors) wait_set_add(set, descriptor);
+  return rl_wait(std::max(descriptors) + 1, set);
+}
+
+LAYER_TEST(Wait, TellsWhatIsReadable) {
+  static WaitSet set;
+  const Pipe empty = make_pipe(), full = make_full_pipe();
+  EXPECT_EQ(wait_for(&set, {empty.in, full.in}), 1);
+  EXPECT_FALSE(wait_set_has(&set, empty.in));
+  EXPECT_TRUE(wait_set_has(&set, full.in));
+}
+
+LAYER_TEST(Wait, ReachesDescriptorsBeyondThoseOfAnFdSet) {
+  static WaitSet set;
+  for (const int lowest : {1023, 1024, 1500, 2048, 4000}) {
+    SCOPED_TRACE(lowest);
+    const int full = move_up(make_full_pipe().in, lowest);
+    const int empty = move_up(make_pipe().in, lowest);
+    EXPECT_EQ(wait_for(&set, {empty, full}), 1);
+    EXPECT_FALSE(wait_set_has(&set, empty));
+    EXPECT_TRUE(wait_set_has(&set, full));
+    close(full);
+    close(empty);
+  }
+}
+
+LAYER_TEST(Wait, TheEndOfAPipeIsReadable) {
+  static WaitSet set;
+  const Pipe ended = make_pipe();
+  close(ended.out);
+  EXPECT_EQ(wait_for(&set, {ended.in}), 1);
+  EXPECT_TRUE(wait_set_has(&set, ended.in));
+}
+
+LAYER_TEST(Wait, AClosedDescriptorIsReadable) {
+  static WaitSet set;
+  const int closed = move_up(make_pipe().in, 300), high = move_up(make_pipe().in, 1500);
+  close(closed);
+  close(high);
+  EXPECT_EQ(wait_for(&set, {closed}), 1);
+  EXPECT_TRUE(wait_set_has(&set, closed));
+  EXPECT_EQ(wait_for(&set, {closed, high}), 2);
+  EXPECT_TRUE(wait_set_has(&set, closed));
+  EXPECT_TRUE(wait_set_has(&set, high));
+}
+
+LAYER_TEST(Wait, BesideAClosedDescriptorOnlyWhatIsReadableCounts) {
+  static WaitSet set;
+  const Pipe empty = make_pipe(), full = make_full_pipe();
+  const int closed = move_up(make_pipe().in, 300);
+  close(closed);
+  EXPECT_EQ(wait_for(&set, {empty.in, closed, full.in}), 2);
+  EXPECT_FALSE(wait_set_has(&set, empty.in));
+  EXPECT_TRUE(wait_set_has(&set, full.in));
+  EXPECT_TRUE(wait_set_has(&set, closed));
+}
+
+LAYER_TEST(Wait, LeavesTheSetToBeFilledAgain) {
+  static WaitSet set;
+  const Pipe empty = make_pipe(), full = make_full_pipe();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(wait_for(&set, {empty.in, full.in}), 1);
+    EXPECT_TRUE(wait_set_has(&set, full.in));
+  }
+}
+
+LAYER_TEST(Wait, GoesBackToTheMaskFromBeforeTheHold) {
+  set_handler(SIGUSR1, count_signal);
+  ASSERT_TRUE(rl_hold_signals());
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  raise(SIGUSR1);
+  EXPECT_EQ(handled[SIGUSR1], 0);
+  wait_for_signal();
+  EXPECT_EQ(handled[SIGUSR1], 1);
+}

@@ -1,0 +1,51 @@
+// A pseudo-terminal for tests: what is shown on it, what is typed at it, and its settings.
+#pragma once
+
+#include <termios.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+struct Pty {
+  int master;  // the keyboard and screen side; never blocks
+  int slave;   // the program's side
+  // Streams over the program's side.
+  FILE *in;
+  FILE *out;
+  // Everything read from the master so far, and how much of it pty_wait_for has passed.
+  std::string shown;
+  size_t searched;
+};
+
+// Opens a pair with the given window size. Returns false when the system has none.
+bool pty_open(Pty *pty, int rows, int columns);
+void pty_set_size(const Pty *pty, int rows, int columns);
+
+// Reads what has been shown, without waiting.
+void pty_collect(Pty *pty);
+// Reads until `text` has been shown after the place of the latest match. Returns false when nothing
+// new appears for long.
+bool pty_wait_for(Pty *pty, const std::string &text);
+// Types `bytes`, however long.
+void pty_type(Pty *pty, const std::string &bytes);
+// Waits until something typed is there to be read by the program.
+bool pty_wait_for_input(const Pty *pty);
+
+struct termios pty_settings(const Pty *pty);
+// The fields in which two settings differ, by name; empty when they are equal.
+std::string difference(const struct termios &before, const struct termios &after);
+// Whether keys reach the program one by one, unechoed.
+bool pty_is_raw(const Pty *pty);
+
+// Someone at the keyboard, on a thread that takes no signals: waits until `after` has been shown,
+// then types `bytes`, and so on, and goes on reading what is shown. Between the two calls only that
+// thread may touch `pty`.
+struct Typing {
+  std::string after;
+  std::string bytes;
+};
+void pty_start_typing(Pty *pty, const std::vector<Typing> &typing);
+// Ends it. Returns whether everything was typed.
+bool pty_finish_typing();
