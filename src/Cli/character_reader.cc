@@ -51,6 +51,16 @@ static bool asks_for_redraw(PyObject *result) {
   return result != nullptr && result != Py_None && PyInt_AsLong(result) > 0;
 }
 
+// Runs the shell's callable. Signals get through meanwhile, but Ctrl-C and Ctrl-Z are only noted
+// and act at the next wait: a jump out of running Python code would leave the interpreter's lock
+// taken.
+static PyObject *call_with_event(PyObject *callback, int first, int second) {
+  lineedit::rl_open_signals();
+  PyObject *result = PyObject_CallFunction(callback, const_cast<char *>("ii"), first, second);
+  lineedit::rl_close_signals();
+  return result;
+}
+
 // Hands one event to the shell's callable, with the interpreter's lock. What the callable writes
 // comes below the whole line, and the line is drawn again below that when it asks for it.
 static void conlog_callback(int first, void *userdata, int second) {
@@ -60,7 +70,7 @@ static void conlog_callback(int first, void *userdata, int second) {
   if (!PyCallable_Check(callback))
     invariant_broken("PyCallable_Check( callback )", 671, "conlog_callback");
   const bool moved = lineedit::rl_go_to_last_row();
-  PyObject *result = PyObject_CallFunction(callback, const_cast<char *>("ii"), first, second);
+  PyObject *result = call_with_event(callback, first, second);
   if (asks_for_redraw(result))
     lineedit::rl_forced_update_display();
   else if (moved)

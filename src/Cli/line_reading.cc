@@ -4,6 +4,7 @@
 #include "line_reading.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <csetjmp>
 #include <cstdio>
@@ -34,9 +35,36 @@ unsigned long readlineThreadId;
 
 // --- Signals -------------------------------------------------------------------------------------
 
-static void sigint_handler(int) { siglongjmp(sigintJumpBuffer, 1); }
+static bool is_main_thread() { return gettid() == getpid(); }
 
-static void sigtstp_handler(int) { siglongjmp(sigtstpJumpBuffer, 1); }
+// A handler that is not on the reading thread has no frame to jump to. A signal for the process
+// goes to the main thread if that lets it in, else to any: so a thread that is neither got it only
+// because the reader holds it just now, and passes it on. The main thread gets one when some other
+// thread reads, which the module rules out; jumping to that thread's stack would corrupt it.
+static void jump_or_pass_on(sigjmp_buf buffer, int signo) {
+  if (pthread_self() == readlineThreadId) siglongjmp(buffer, 1);
+  if (!is_main_thread()) pthread_kill(readlineThreadId, signo);
+}
+
+[[noreturn]] static void abort_on_wrong_thread() {
+  fflush(stdout);
+  abort();
+}
+
+static void sigint_handler(int signo) {
+  jump_or_pass_on(sigintJumpBuffer, signo);
+  if (!is_main_thread()) return;
+  printf("Assertion failed: readlineThreadId == pthread_self %s:%d (%lu, %lu)\n", report_file, 515,
+         readlineThreadId, pthread_self());
+  abort_on_wrong_thread();
+}
+
+static void sigtstp_handler(int signo) {
+  jump_or_pass_on(sigtstpJumpBuffer, signo);
+  if (!is_main_thread()) return;
+  printf("Assertion failed: readlineThreadId == pthread_self %s:%d\n", report_file, 533);
+  abort_on_wrong_thread();
+}
 
 static void bind_signal(int signo, void (*handler)(int), struct sigaction *saved) {
   struct sigaction action = {};
@@ -81,29 +109,6 @@ static PyObject *interrupted(const char *message) {
   return nullptr;
 }
 
-// After a jump the stack is that of the thread which reads. Any other must not go on.
-[[noreturn]] static void abort_on_wrong_thread() {
-  fflush(stdout);
-  abort();
-}
-
-static PyObject *ctrl_c_pressed() {
-  if (pthread_self() != readlineThreadId) {
-    printf("Assertion failed: readlineThreadId == pthread_self %s:%d (%lu, %lu)\n", report_file,
-           515, readlineThreadId, pthread_self());
-    abort_on_wrong_thread();
-  }
-  return interrupted("Ctrl-C pressed");
-}
-
-static PyObject *ctrl_z_pressed() {
-  if (pthread_self() != readlineThreadId) {
-    printf("Assertion failed: readlineThreadId == pthread_self %s:%d\n", report_file, 533);
-    abort_on_wrong_thread();
-  }
-  return interrupted("Ctrl-Z pressed");
-}
-
 // --- Lines ---------------------------------------------------------------------------------------
 
 // The line as a Python string. The editor's copy is left: it is not freed here by design.
@@ -126,8 +131,8 @@ static PyObject *raise_parked_exception() {
 // jump points are taken, so a second signal cannot jump again before the shell's handlers are back.
 static PyObject *read_line(const char *prompt) {
   lineedit::rl_hold_signals();
-  if (sigsetjmp(sigintJumpBuffer, 1) != 0) return ctrl_c_pressed();
-  if (sigsetjmp(sigtstpJumpBuffer, 1) != 0) return ctrl_z_pressed();
+  if (sigsetjmp(sigintJumpBuffer, 1) != 0) return interrupted("Ctrl-C pressed");
+  if (sigsetjmp(sigtstpJumpBuffer, 1) != 0) return interrupted("Ctrl-Z pressed");
   install_signal_handlers();
   const char *line = lineedit::readline(prompt);
   return_to_python();

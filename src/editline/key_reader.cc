@@ -32,20 +32,30 @@ static ssize_t read_byte(char *byte) {
   return read(fd, byte, 1);
 }
 
-// Reads one character of the locale's encoding. Bytes that start none are passed over.
+// Decodes what has been read. Where that is no beginning of a character, only the latest byte can
+// still be one. Returns whether there is a whole character.
+static bool decode(wchar_t *character, char *bytes, size_t *count) {
+  while (*count > 0) {
+    mbstate_t shift = {};
+    const size_t used = mbrtowc(character, bytes, *count, &shift);
+    if (used <= *count) return true;
+    if (used == static_cast<size_t>(-2) && *count < MB_LEN_MAX) return false;
+    bytes[0] = bytes[*count - 1];
+    *count = *count > 1 ? 1 : 0;
+  }
+  return false;
+}
+
+// Reads one character of the locale's encoding. Bytes that are part of none are passed over.
 static int read_character(EditLine *, wchar_t *character) {
   char bytes[MB_LEN_MAX];
   size_t count = 0;
-  for (;;) {
+  do {
     const ssize_t got = read_byte(bytes + count);
     if (got != 1) return static_cast<int>(got);
     ++count;
-    mbstate_t shift = {};
-    const size_t used = mbrtowc(character, bytes, count, &shift);
-    if (used <= count) return 1;
-    const bool incomplete = used == static_cast<size_t>(-2) && count < sizeof bytes;
-    if (!incomplete) count = 0;
-  }
+  } while (!decode(character, bytes, &count));
+  return 1;
 }
 
 el_rfunc_t key_reader() { return rl_getc_function != nullptr ? read_from_hook : read_character; }

@@ -61,9 +61,11 @@ void publish_line() {
 static char *read_line() {
   // libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
   // through the driver's line editing and change the line.
+  read_terminal_settings(&layer.line_start, fileno(rl_instream));
   make_terminal_raw();
   int count = 0;
   const wchar_t *characters = el_wgets(layer.editor, &count);
+  put_back_uncooked_settings(&layer.line_start);
   if (characters == nullptr || count <= 0) return nullptr;
 
   const size_t length = wcsnlen(characters, static_cast<size_t>(count));

@@ -40,6 +40,19 @@ static size_t decode_character(wchar_t *out, const char *bytes) {
   return 1;
 }
 
+// libedit 3.1-20221030 shows an invisible sequence with the character after it, and not at all
+// where there is none: a colour switched off at the very end of the prompt would stay on. So such a
+// sequence changes places with the character before it, which is a blank as a rule.
+static void save_trailing_sequence(wchar_t *end) {
+  if (end - layer.prompt < 3 || end[-1] != L'\001') return;
+  wchar_t *start = end - 2;
+  while (start > layer.prompt && *start != L'\001') --start;
+  if (start == layer.prompt || start[-1] == L'\001') return;
+  const wchar_t character = start[-1];
+  wmemmove(start - 1, start, static_cast<size_t>(end - start));
+  end[-1] = character;
+}
+
 // libedit 3.1-20221030 decodes a narrow prompt itself and dies of a null pointer where the locale
 // cannot (any byte above 127 in the C locale). So it gets a decoded one.
 void set_prompt(const char *bytes) {
@@ -53,6 +66,7 @@ void set_prompt(const char *bytes) {
     ++out;
   }
   *out = L'\0';
+  save_trailing_sequence(out);
 }
 
 void make_terminal_raw() {
@@ -60,14 +74,16 @@ void make_terminal_raw() {
 }
 
 void make_terminal_cooked() {
-  if (layer.has_terminal) el_set(layer.editor, EL_PREP_TERM, 0);
+  if (!layer.has_terminal) return;
+  el_set(layer.editor, EL_PREP_TERM, 0);
+  put_back_uncooked_settings(&layer.line_start);
 }
 
-// Ends the editor without a word to its terminal. Ending it would put back the settings of its
-// creation and throw the type-ahead away; it does neither while editing is off.
+// Ends the editor without a word to its terminal, which it leaves cooked after each line. Ending it
+// would put back the settings of its creation and throw the type-ahead away; it does neither while
+// editing is off.
 static void end_editor() {
   if (layer.editor != nullptr) {
-    make_terminal_cooked();
     el_set(layer.editor, EL_EDITMODE, 0);
     el_end(layer.editor);
   }

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "terminal_settings.h"
+
 namespace lineedit {
 
 struct LayerState {
@@ -14,6 +16,8 @@ struct LayerState {
   // Output is a terminal and the input's settings can be read. Without that the editor only reads:
   // no prompt, no editing, nothing switched.
   bool has_terminal;
+  // The terminal's settings when the line in progress began.
+  TerminalSettings line_start;
   // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
   wchar_t *prompt;
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.

@@ -17,6 +17,11 @@ namespace lineedit {
 static constexpr int watched[] = {SIGTERM, SIGHUP, SIGQUIT, SIGINT, SIGTSTP, SIGCONT, SIGWINCH};
 static constexpr int watched_count = sizeof watched / sizeof watched[0];
 
+// It is to be passed on to the disposition that the read found.
+static constexpr sig_atomic_t arrived = 1;
+// That has been done, in a callback; the terminal and our handler are to be put back in place.
+static constexpr sig_atomic_t passed_on = 2;
+
 static struct {
   // Held back from the reading thread, between rl_hold_signals and rl_release_signals.
   bool held;
@@ -31,18 +36,24 @@ static struct {
   struct sigaction found[watched_count];
   // A callback runs on the reading thread, with signals let in.
   volatile sig_atomic_t in_callback;
-  // Signals that arrived and wait for rl_wait to act on them.
+  // Signals that arrived and wait for rl_wait to act on them: one of the marks below, or 0.
   volatile sig_atomic_t noted[watched_count];
   volatile sig_atomic_t any_noted;
 } signals;
 
 // --- The hold ------------------------------------------------------------------------------------
 
+// Signals that are never held. A fault of the code being run would end the process without the
+// handler that somebody may have for it. And the terminal driver stops a process in the background
+// only where the last two are not blocked; else reads fail and settings are changed.
+static constexpr int never_held[] = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL, SIGSEGV,
+                                     SIGSYS,  SIGTRAP, SIGTTIN, SIGTTOU};
+
 bool rl_hold_signals() {
   if (signals.held) return false;
   sigset_t set;
-  sigemptyset(&set);
-  for (const int signo : watched) sigaddset(&set, signo);
+  sigfillset(&set);
+  for (const int signo : never_held) sigdelset(&set, signo);
   pthread_sigmask(SIG_BLOCK, &set, &signals.outside);
   sigorset(&signals.inside, &signals.outside, &set);
   signals.held = true;
@@ -74,8 +85,8 @@ static bool ends_process(int signo) {
   return signo == SIGTERM || signo == SIGHUP || signo == SIGQUIT;
 }
 
-static void note(int which) {
-  signals.noted[which] = 1;
+static void note(int which, sig_atomic_t mark) {
+  signals.noted[which] = mark;
   signals.any_noted = 1;
 }
 
@@ -100,8 +111,11 @@ static void arrived_on_other_thread(int which) {
 }
 
 static void arrived_in_callback(int which) {
-  note(which);
-  if (!ends_process(watched[which])) return;
+  if (!ends_process(watched[which])) {
+    note(which, arrived);
+    return;
+  }
+  note(which, passed_on);
   make_terminal_cooked();
   hand_to_found_disposition(which);
 }
@@ -114,7 +128,7 @@ static void signal_arrived(int signo) {
   else if (signals.in_callback != 0)
     arrived_in_callback(which);
   else
-    note(which);
+    note(which, arrived);
   errno = saved_errno;
 }
 
@@ -163,9 +177,8 @@ void give_back_signal_handlers() {
   signals.any_noted = 0;
   for (int which = 0; which < watched_count; ++which) {
     sigaction(watched[which], &signals.found[which], nullptr);
-    if (signals.noted[which] == 0) continue;
+    if (signals.noted[which] == arrived) pthread_kill(pthread_self(), watched[which]);
     signals.noted[which] = 0;
-    pthread_kill(pthread_self(), watched[which]);
   }
 }
 
@@ -200,13 +213,18 @@ static void act_on_display_change(int which) {
 }
 
 static void act_on(int which) {
+  const sig_atomic_t mark = signals.noted[which];
   signals.noted[which] = 0;
   if (changes_display_only(watched[which])) {
     act_on_display_change(which);
     return;
   }
-  make_terminal_cooked();
-  let_found_disposition_act(which);
+  if (mark == passed_on) {
+    retake_handler(which);
+  } else {
+    make_terminal_cooked();
+    let_found_disposition_act(which);
+  }
   make_terminal_raw();
 }
 

@@ -19,6 +19,10 @@ void put_back_terminal_settings(const TerminalSettings *found) {
   if (found->known) tcsetattr(found->descriptor, TCSADRAIN, &found->settings);
 }
 
+void put_back_uncooked_settings(const TerminalSettings *found) {
+  if (found->known && (found->settings.c_lflag & ICANON) == 0) put_back_terminal_settings(found);
+}
+
 bool terminal_echoes(const TerminalSettings *found) {
   return !found->known || (found->settings.c_lflag & ECHO) != 0;
 }

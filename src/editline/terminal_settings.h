@@ -2,7 +2,7 @@
 //
 // libedit 3.1-20221030 writes its own idea of a normal terminal (echo on, ICRNL on, special
 // characters enabled, ...) when an editor is made, and ends every line in it. Shown by the tests of
-// the terminal's settings, which fail without any one of the three calls below.
+// the terminal's settings, which fail without any one of the calls below.
 #pragma once
 
 #include <histedit.h>
@@ -20,6 +20,9 @@ struct TerminalSettings {
 void read_terminal_settings(TerminalSettings *found, int descriptor);
 // Writes them back; does nothing when there was no terminal.
 void put_back_terminal_settings(const TerminalSettings *found);
+// The same for a terminal that was not in line mode (ICANON off): the editor keeps the settings of
+// one that was by itself, and takes any other for one that needs its normal mode.
+void put_back_uncooked_settings(const TerminalSettings *found);
 // False only for a terminal whose echo is off.
 bool terminal_echoes(const TerminalSettings *found);
 // Tells the editor to take every flag of its normal mode from the terminal as it finds it.

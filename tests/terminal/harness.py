@@ -22,7 +22,6 @@ child reported and wrote to its standard error.
 
 import collections
 import dataclasses
-import fcntl
 import json
 import os
 import pty
@@ -30,7 +29,6 @@ import select
 import signal
 import socket
 import sys
-import termios
 import time
 
 import pyte
@@ -130,13 +128,15 @@ class Shell:
     """One child interpreter and its terminal."""
 
     def __init__(self, home, *, rows=24, columns=80, term="xterm", locale="C", settings=None,
-                 stdin=TERMINAL, stdout=TERMINAL, imports=("Tavorin",), job_control=False):
+                 stdin=TERMINAL, stdout=TERMINAL, imports=("Tavorin",), job_control=False,
+                 variables=None):
         """Start the child.
 
         `settings` are changes to the terminal's settings before the child starts, such as
         {"ECHO": False, "VERASE": 8}.  `stdin` and `stdout` are TERMINAL, CLOSED or a descriptor,
         and `stdout` may be PIPE, whose text is then in `piped`.  With `job_control` the child is
-        the foreground job of a small shell, so that it can be stopped.
+        the foreground job of a small shell, so that it can be stopped.  `variables` are further
+        variables of the child's environment.
         """
         self.output = bytearray()   # all that was written to the terminal
         self.errors = bytearray()   # all that the child wrote to its standard error
@@ -158,7 +158,7 @@ class Shell:
         self._partial = {}
         self._readers = {}
         self._open_terminal(rows, columns, settings)
-        self._start(home, term, locale, stdin, stdout, imports, job_control)
+        self._start(home, term, locale, stdin, stdout, imports, job_control, variables or {})
         try:
             self.wait_until(lambda: self.has_report("ready"), "the child to start")
         except WaitFailed:
@@ -179,7 +179,7 @@ class Shell:
         self._stream = pyte.ByteStream(self.screen)
         self._readers[self._master] = self._take_output
 
-    def _start(self, home, term, locale, stdin, stdout, imports, job_control):
+    def _start(self, home, term, locale, stdin, stdout, imports, job_control, variables):
         self._channel, theirs = socket.socketpair()
         self._channel.setblocking(False)
         self._readers[self._channel.fileno()] = self._take_channel
@@ -189,6 +189,7 @@ class Shell:
                    else self._standard_stream(stdout),
                    self._new_pipe(self.errors.extend)]
         environment = _child_environment(home, term, locale, imports)
+        environment.update(variables)
         environment["TAVORIN_TEST_CHANNEL"] = str(theirs.fileno())
         command = [os.environ["TAVORIN_PYTHON"], "-c", "import child_side; child_side.main()"]
         inherited = [theirs.fileno()]
@@ -599,7 +600,6 @@ class Shell:
     def is_editing(self):
         """Whether the terminal is in the mode in which a line is edited."""
         return is_raw(self._slave)
-
 
     def assert_settings_as_before(self):
         """The terminal's settings must be those that the child found when it started."""

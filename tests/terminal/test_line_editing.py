@@ -272,7 +272,7 @@ class TestScreen:
 
     def test_an_invisible_part_of_the_prompt_takes_no_room(self, shell):
         shell.ask(r"Tavorin.readline('\001\033[1m\002bold> \001\033[0m\002')")
-        shell.wait_for_prompt("bold> ")
+        shell.wait_for_prompt("bold>")
         shell.type("ac<left>b")
         shell.wait_for_row(0, "bold> abc")
         shell.wait_for_cursor(0, 8)

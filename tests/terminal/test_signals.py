@@ -188,11 +188,11 @@ class TestContinued:
 class TestASignalWithEveryKey:
     """A handler of the shell whose signal the editor has no use for: a timer's, a child's."""
 
-    TEXT = "abcdefghijklmnopqrstuvwxyz" * 5
+    TEXT = "abcdefghijklmnopqrstuvwxyz" * 20
 
     @pytest.fixture
     def shell(self, terminal, call):
-        shell = terminal(columns=200)
+        shell = terminal(columns=600)
         shell.do("report_signals(signal.SIGUSR1)")
         shell.ask(call)
         shell.wait_for_prompt()

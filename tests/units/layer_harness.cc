@@ -2,7 +2,9 @@
 // test, and keys that come from a script.
 #include "layer_harness.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,10 +37,19 @@ static void set_environment() {
   setlocale(LC_ALL, "C.UTF-8");
 }
 
+// Whoever started the tests may ignore or block signals, as a shell does for what it runs behind
+// it.
+static void set_signals_to_default() {
+  for (int signo = 1; signo < NSIG; ++signo) set_handler(signo, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
+}
+
 [[noreturn]] static void lead_session(void (*body)()) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   setsid();
-  alarm(100);  // a test that hangs ends
+  set_signals_to_default();
   set_environment();
   const bool ready = pty_open(&terminal, 24, 80) && ioctl(terminal.slave, TIOCSCTTY, 0) == 0;
   EXPECT_TRUE(ready) << "no pseudo-terminal";
@@ -49,11 +60,20 @@ static void set_environment() {
   exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
+// A test that hangs ends all the same.
+static void end_after_a_while(pid_t child) {
+  constexpr int patience_ms = 100000;
+  struct pollfd ended = {pidfd_open(child, 0), POLLIN, 0};
+  if (poll(&ended, 1, patience_ms) == 0) kill(child, SIGKILL);
+  close(ended.fd);
+}
+
 void run_in_own_session(void (*body)()) {
   fflush(nullptr);
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) lead_session(body);
+  end_after_a_while(child);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_FALSE(WIFSIGNALED(status)) << "killed by signal " << WTERMSIG(status);
@@ -66,7 +86,6 @@ pid_t start_foreground_child(void (*child)()) {
   const pid_t pid = fork();
   if (pid != 0) return pid;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  alarm(100);
   setpgid(0, 0);
   tcsetpgrp(terminal.slave, getpid());
   set_handler(SIGTTOU, SIG_DFL);

@@ -318,7 +318,7 @@ static const struct {
     {"multi-byte", "schön €> ", "schön €> "},
     {"one sequence", "\001\033[1m\002shell> ", "\033[1mshell> "},
     {"around the text", "\001\033[1m\002shell\001\033[0m\002> ", "\033[1mshell\033[0m> "},
-    {"at the end", "shell> \001\033[0m\002", "shell> \033[0m"},
+    {"at the end, which changes places with the blank", "shell> \001\033[0m\002", "shell>\033[0m "},
     {"adjoining", "\001\033[1m\002\001\033[4m\002shell\001\033[24m\002\001\033[0m\002> ",
      "\033[1m\033[4mshell\033[24m\033[0m> "},
     {"three adjoining", "\001\033[1m\002\001\033[4m\002\001\033[7m\002shell> ",

@@ -52,10 +52,12 @@ static int wait_with_input() {
 
 // --- The hold ------------------------------------------------------------------------------------
 
-LAYER_TEST(Hold, KeepsTheSignalsOfALineBackAndNoOthers) {
+LAYER_TEST(Hold, KeepsEverySignalBackButReportsOfFaults) {
   ASSERT_TRUE(rl_hold_signals());
   for (const int signo : line_signals) EXPECT_TRUE(is_blocked(signo)) << signo;
-  for (const int signo : {SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE, SIGTTOU})
+  for (const int signo : {SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE, SIGTTOU, SIGIO})
+    EXPECT_TRUE(is_blocked(signo)) << signo;
+  for (const int signo : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
     EXPECT_FALSE(is_blocked(signo)) << signo;
   rl_release_signals();
 }
@@ -191,17 +193,22 @@ LAYER_TEST(Line, LetsASignalInOnlyInTheWait) {
   EXPECT_EQ(handled[SIGINT], 1);
 }
 
-LAYER_TEST(Line, DoesNotHoldOtherSignals) {
-  set_handler(SIGUSR1, count_signal);
-  int at_once = -1;
-  EXPECT_EQ(read_line({"ab",
-                       [&] {
-                         raise(SIGUSR1);
-                         at_once = handled[SIGUSR1];
-                       },
-                       "c\n"}),
-            "abc");
-  EXPECT_EQ(at_once, 1);
+// Those that have nothing to do with a line run their handlers as ever, but only in the wait.
+LAYER_TEST(Line, LetsOtherSignalsInOnlyInTheWaitToo) {
+  for (const int signo : {SIGUSR1, SIGALRM, SIGCHLD}) {
+    SCOPED_TRACE(signo);
+    set_handler(signo, count_signal);
+    int before_the_wait = -1;
+    const auto send = [&] {
+      raise(signo);
+      before_the_wait = handled[signo];
+      wait_for_signal();
+      EXPECT_EQ(handled[signo], 1);
+      EXPECT_TRUE(pty_is_raw(&terminal));
+    };
+    EXPECT_EQ(read_line({"ab", send, "c\n"}), "abc");
+    EXPECT_EQ(before_the_wait, 0);
+  }
 }
 
 LAYER_TEST(Line, ASignalNotLetInReachesItsHandlerWhenTheLineEnds) {
@@ -640,6 +647,38 @@ LAYER_TEST(Callback, TheTerminalIsRawAgainAfterASignalWhoseHandlerReturned) {
             "ab");
   EXPECT_TRUE(raw);
   EXPECT_EQ(handled[SIGTERM], 1);
+}
+
+LAYER_TEST(Callback, ASignalPassedOnThereIsNotPassedOnAgainWhenTheLineEnds) {
+  set_handler(SIGTERM, count_signal);
+  in_completion([] {
+    raise(SIGTERM);
+    rl_done = 1;
+  });
+  const struct termios found = pty_settings(&terminal);
+  const SignalState before = signal_state();
+  EXPECT_EQ(read_line({"a\t"}), std::nullopt);
+  EXPECT_EQ(handled[SIGTERM], 1);
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  EXPECT_EQ(difference(before, signal_state()), "");
+}
+
+LAYER_TEST(Callback, ASignalTakenAfterTheCallbackReachesItsHandlerAgain) {
+  set_handler(SIGTERM, look_at_terminal);
+  in_completion([] { raise(SIGTERM); });
+  const struct termios found = pty_settings(&terminal);
+  const SignalState before = signal_state();
+  const auto terminate = [] {
+    EXPECT_EQ(wait_with_input(), 1);
+    seen_by_handler = {};
+    raise(SIGTERM);
+    wait_for_signal();
+    EXPECT_EQ(handled[SIGTERM], 2);
+  };
+  EXPECT_EQ(read_line({"a\t", terminate, "b\n"}), "ab");
+  EXPECT_EQ(difference(found, seen_by_handler), "");
+  state_in_handler.mask = before.mask;
+  EXPECT_EQ(difference(before, state_in_handler), "");
 }
 
 LAYER_TEST(Callback, ASizeChangeWaitsForTheNextWait) {
