@@ -128,9 +128,10 @@ static const struct {
 };
 
 void add_commands(EditLine *editor) {
-  el_set(editor, EL_ADDFN, "rl_complete", "Complete through the application's hook",
-         complete_command);
-  el_set(editor, EL_ADDFN, "rl_tstp", "Send the suspend signal", suspend_command);
+  // Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
+  el_wset(editor, EL_ADDFN, L"rl_complete", L"Complete through the application's hook",
+          complete_command);
+  el_wset(editor, EL_ADDFN, L"rl_tstp", L"Send the suspend signal", suspend_command);
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
 }

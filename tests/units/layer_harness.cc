@@ -4,8 +4,8 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,7 +63,7 @@ static void set_signals_to_default() {
 // A test that hangs ends all the same.
 static void end_after_a_while(pid_t child) {
   constexpr int patience_ms = 100000;
-  struct pollfd ended = {pidfd_open(child, 0), POLLIN, 0};
+  struct pollfd ended = {static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
   if (poll(&ended, 1, patience_ms) == 0) kill(child, SIGKILL);
   close(ended.fd);
 }
@@ -80,18 +80,22 @@ void run_in_own_session(void (*body)()) {
   EXPECT_EQ(WEXITSTATUS(status), 0) << "see the failures above";
 }
 
-pid_t start_foreground_child(void (*child)()) {
+static pid_t start_child(void (*child)(), bool in_foreground) {
   fflush(nullptr);
   set_handler(SIGTTOU, SIG_IGN);
   const pid_t pid = fork();
   if (pid != 0) return pid;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   setpgid(0, 0);
-  tcsetpgrp(terminal.slave, getpid());
+  if (in_foreground) tcsetpgrp(terminal.slave, getpid());
   set_handler(SIGTTOU, SIG_DFL);
   child();
   exit(testing::Test::HasFailure() ? 1 : 0);
 }
+
+pid_t start_foreground_child(void (*child)()) { return start_child(child, true); }
+
+pid_t start_background_child(void (*child)()) { return start_child(child, false); }
 
 // --- Scripted keys -------------------------------------------------------------------------------
 

@@ -27,9 +27,10 @@ void run_in_own_session(void (*body)());
 // The terminal of the running test: 24 rows, 80 columns, TERM=xterm, locale C.UTF-8.
 extern Pty terminal;
 
-// Starts `child` in a process group of its own in the foreground of the terminal. It ends with the
-// status 0, or 1 after a failed expectation.
+// Starts `child` in a process group of its own, in the foreground of the terminal or in its
+// background. It ends with the status 0, or 1 after a failed expectation.
 pid_t start_foreground_child(void (*child)());
+pid_t start_background_child(void (*child)());
 
 // --- Scripted keys -------------------------------------------------------------------------------
 

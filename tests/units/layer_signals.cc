@@ -52,12 +52,14 @@ static int wait_with_input() {
 
 // --- The hold ------------------------------------------------------------------------------------
 
+// Nor those with which the terminal stops a process in the background, where they are not blocked.
 LAYER_TEST(Hold, KeepsEverySignalBackButReportsOfFaults) {
   ASSERT_TRUE(rl_hold_signals());
   for (const int signo : line_signals) EXPECT_TRUE(is_blocked(signo)) << signo;
-  for (const int signo : {SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE, SIGTTOU, SIGIO})
+  for (const int signo : {SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE, SIGIO})
     EXPECT_TRUE(is_blocked(signo)) << signo;
-  for (const int signo : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
+  for (const int signo :
+       {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP, SIGTTIN, SIGTTOU})
     EXPECT_FALSE(is_blocked(signo)) << signo;
   rl_release_signals();
 }
@@ -570,6 +572,22 @@ LAYER_TEST(Stop, ThatCannotBeCaughtGoesOnToo) {
   pty_type(&terminal, "d\n");
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+LAYER_TEST(Stop, InTheBackgroundLastsUntilItIsTheReadersTurn) {
+  const struct termios found = pty_settings(&terminal);
+  const pid_t child = start_background_child(read_one_line_with_own_reader);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, WUNTRACED), child);
+  ASSERT_TRUE(WIFSTOPPED(status));
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  ASSERT_EQ(tcsetpgrp(terminal.slave, child), 0);
+  kill(-child, SIGCONT);
+  ASSERT_TRUE(pty_wait_for(&terminal, "shell> "));
+  pty_type(&terminal, "abcd\n");
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
 }
 
 // --- Callbacks -----------------------------------------------------------------------------------
