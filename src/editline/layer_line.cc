@@ -81,7 +81,7 @@ char *readline(const char *prompt) {
   if (!layer_is_initialised() && rl_initialize() != 0) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
-  set_prompt(prompt);
+  set_prompt(prompt != nullptr ? prompt : "");
   const bool held_here = rl_hold_signals();
   take_signal_handlers();
   char *line = read_line();

@@ -3,15 +3,16 @@
 // The editor is not safe against signals: a handler that resizes its buffers or jumps out of it in
 // the middle of a key tears its heap, and one of any signal that comes while it writes to the
 // terminal makes the write fail and what was to be shown disappear. So nearly all signals are held
-// back for the length of a read, and let in only where the editor is at rest: in the wait for a key,
-// and while a callback that may take long runs. Seven of them concern the line being edited (INT,
-// TSTP, QUIT, HUP, TERM, CONT and WINCH) and are handled here. libedit's own handlers (EL_SIGNAL) are
-// not used: they would run on whatever thread the kernel picks while this one has the signals held,
-// act once a line, and send each signal on to the whole process group.
+// back for the length of a read, and let in only where the editor is at rest: in the wait for a
+// key, and while a callback that may take long runs. Seven of them concern the line being edited
+// (INT, TSTP, QUIT, HUP, TERM, CONT and WINCH) and are handled here. libedit's own handlers
+// (EL_SIGNAL) are not used: they would run on whatever thread the kernel picks while this one has
+// the signals held, act once a line, and send each signal on to the whole process group.
 //
 // Order of calls for one line: rl_hold_signals, readline (which takes and gives back the
 // dispositions), then, when the caller's own handlers are out of the way again, rl_release_signals.
-// A caller that does not hold them leaves it to readline.
+// A caller that does not hold them leaves it to readline; but one whose handlers jump out of the
+// read has to, and to release them where the jump lands.
 #pragma once
 
 #include <csignal>
