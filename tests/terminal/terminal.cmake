@@ -5,6 +5,7 @@ find_program(TAVORIN_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 set(terminal_environment
   "TAVORIN_PYTHON=${TAVORIN_PYTHON}"
   "TAVORIN_MODULE_DIR=$<TARGET_FILE_DIR:Tavorin>"
+  "TAVORIN_BUILD_DIR=${CMAKE_BINARY_DIR}"
   "TAVORIN_MONITOR_DIR=$<TARGET_FILE_DIR:scripted_monitor>")
 
 # An ordinary interpreter runs a sanitized module only with the checkers' libraries loaded first.
@@ -18,6 +19,13 @@ if(TAVORIN_SANITIZE)
   endforeach()
   string(STRIP ${preload} preload)
   list(APPEND terminal_environment "TAVORIN_PRELOAD=${preload}")
+endif()
+
+# A minute of signals for each way of sending them; less where everything takes many times as long.
+if(TAVORIN_SANITIZE)
+  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15")
+else()
+  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=60")
 endif()
 
 file(GLOB terminal_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/test_*.py)
