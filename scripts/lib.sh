@@ -30,7 +30,7 @@ readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
 # What the tests need besides: the second compiler, the libraries of the C++
 # tests, what drives and reads a terminal, and the terminal descriptions.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
-  python3 python3-pytest python3-pexpect python3-pyte
+  python3 python3-pytest python3-pyte
   ncurses-bin ncurses-base ncurses-term)
 
 # The private Python 2.7: the folder of all that belongs to it, the tree that it

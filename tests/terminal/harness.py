@@ -615,7 +615,7 @@ class Shell:
         parts = ["--- screen %dx%d, cursor at row %d, column %d"
                  % ((self.screen.lines, self.screen.columns) + self.cursor)]
         parts += self._screen_lines()
-        parts.append("--- sent: " + (" ".join(repr(item) for item in self.sent) or "nothing"))
+        parts.append("--- sent (the latest): " + (" ".join(map(repr, self.sent[-100:])) or "nothing"))
         parts.append("--- reports:")
         parts += [_shortened(json.dumps(report)) for report in self.reports[-20:]]
         parts.append("--- standard error: " + (self.errors.decode("utf-8", "replace") or "empty"))

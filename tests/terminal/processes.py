@@ -38,6 +38,18 @@ def start_in_session(command, slave, streams, environment, folder, inherited):
         preexec_fn=lambda: _take_terminal(slave, closed))
 
 
+def _fields(pid):
+    """What the kernel says about a process, from its state on."""
+    with open("/proc/%s/stat" % pid) as stat:
+        # The name in parentheses may itself hold spaces and parentheses.
+        return stat.read().rpartition(")")[2].split()
+
+
+def state(pid):
+    """The letter for what the process does: "S" sleeps, "R" runs, "T" is stopped."""
+    return _fields(pid)[0]
+
+
 def session_members(session):
     """The process ids of every live process in `session`; what has died but not been reaped is no
     member."""
@@ -46,13 +58,10 @@ def session_members(session):
         if not name.isdigit():
             continue
         try:
-            with open("/proc/%s/stat" % name) as stat:
-                # The name in parentheses may itself hold spaces and parentheses.
-                fields = stat.read().rpartition(")")[2].split()
+            fields = _fields(name)
         except OSError:
             continue
-        state, its_session = fields[0], int(fields[3])
-        if its_session == session and state not in "ZX":
+        if int(fields[3]) == session and fields[0] not in "ZX":
             members.append(int(name))
     return members
 
@@ -75,8 +84,7 @@ def waits_in_select(pid):
 
 def processor_seconds(pid):
     """The processor time that the process has used up to now."""
-    with open("/proc/%d/stat" % pid) as stat:
-        fields = stat.read().rpartition(")")[2].split()
+    fields = _fields(pid)
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 

@@ -7,6 +7,7 @@ import pytest
 
 from harness import Raised, Returned
 from monitor import CALLBACK, ScriptedMonitor
+from processes import state
 from test_broken_invariants import failed_assertion
 
 
@@ -134,6 +135,7 @@ def test_an_event_is_served_before_a_key_that_is_there_at_the_same_time(watched)
     shell.do("def complete(key, line, position):\n    report('completed')\n")
     read(shell, "'> ', complete")
     os.kill(shell.pid, signal.SIGSTOP)
+    shell.wait_until(lambda: state(shell.pid) == "T", "the shell to be stopped")
     shell.type("<tab>")
     monitor.send((1, 1))
     os.kill(shell.pid, signal.SIGCONT)
@@ -183,15 +185,10 @@ def test_waiting_costs_no_processor_time(watched, terminal):
     read(shell)
     shell.type("half")
     shell.wait_for_row(0, "> half")
-    shell.wait_until(lambda: _is_asleep(shell.pid), "the shell to be waiting")
+    shell.wait_until(lambda: state(shell.pid) == "S", "the shell to be waiting")
     before = wake_ups(shell)
     assert terminal().do("sum(range(1000000))") == 499999500000
     assert wake_ups(shell) == before
-
-
-def _is_asleep(pid):
-    with open("/proc/%d/stat" % pid) as stat:
-        return stat.read().rsplit(")", 1)[1].split()[0] == "S"
 
 
 def test_a_monitor_without_a_descriptor_is_not_waited_for(watched):

@@ -9,6 +9,7 @@ what a call really did, never by what the terminal happens to show.
 import errno
 import json
 import os
+import select
 import signal
 import sys
 import traceback
@@ -22,8 +23,8 @@ def _retrying(call, *arguments):
     while True:
         try:
             return call(*arguments)
-        except (IOError, OSError) as error:
-            if error.errno != errno.EINTR:
+        except (EnvironmentError, select.error) as error:
+            if error.args[0] != errno.EINTR:
                 raise
 
 
@@ -54,6 +55,10 @@ def _next_message():
     """The next line from the test, or None when the test has closed the channel."""
     global _received
     while "\n" not in _received:
+        # The interpreter runs signal handlers on its main thread, here, and between two steps of its
+        # own code only.  Where another thread has taken the signal, nothing ends a wait for that.
+        while not _retrying(select.select, [_channel], [], [], 0.05)[0]:
+            pass
         data = _retrying(os.read, _channel, 65536)
         if not data:
             return None
