@@ -69,12 +69,10 @@ static void conlog_callback(int first, void *userdata, int second) {
   acquireGil();
   if (!PyCallable_Check(callback))
     invariant_broken("PyCallable_Check( callback )", 671, "conlog_callback");
-  const bool moved = lineedit::rl_go_to_last_row();
+  lineedit::rl_begin_output();
   PyObject *result = call_with_event(callback, first, second);
-  if (asks_for_redraw(result))
-    lineedit::rl_forced_update_display();
-  else if (moved)
-    lineedit::rl_redraw_in_place();
+  if (asks_for_redraw(result)) lineedit::rl_forced_update_display();
+  lineedit::rl_end_output();
   Py_XDECREF(result);
   releaseGil();
 }

@@ -68,11 +68,13 @@ static void run_completion(int key) {
   rl_point = rl_end;
   if (py_lhandler_ptype != nullptr)
     invariant_broken("py_lhandler_ptype == ((void *)0)", __LINE__, "complete_line");
+  lineedit::rl_begin_output();
   PyObject *answer = call_completer(key);
   if (answer == nullptr)
     park_exception();
   else
     apply_answer(answer);
+  lineedit::rl_end_output();
   Py_XDECREF(answer);
   releaseGil();
   // With an exception parked the read is about to end, and readline puts the handlers right.

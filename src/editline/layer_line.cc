@@ -5,7 +5,6 @@
 
 #include "layer_state.h"
 #include "readline_layer.h"
-#include "screen_position.h"
 #include "signals.h"
 
 namespace lineedit {
@@ -120,44 +119,6 @@ int rl_insert_text(const char *text) {
   if (el_insertstr(layer.editor, text) != 0) return 0;
   publish_line();
   return static_cast<int>(strlen(text));
-}
-
-// --- Drawing it ----------------------------------------------------------------------------------
-
-void rl_forced_update_display() {
-  if (!layer_is_initialised() && rl_initialize() != 0) return;
-  if (!layer.has_terminal) return;
-  // The editor draws as if the cursor stood at the start of an empty row.
-  fputc('\r', rl_outstream);
-  el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
-  el_set(layer.editor, EL_REFRESH);
-}
-
-// The row of the screen, counted from that of the prompt, in which `end` is drawn. What does not
-// fit on the screen is scrolled away at the top.
-static int row_of(const wchar_t *end) {
-  int rows = 0;
-  int columns = 0;
-  rl_get_screen_size(&rows, &columns);
-  const wchar_t *line = el_wline(layer.editor)->buffer;
-  const int row = screen_position(layer.prompt, line, static_cast<size_t>(end - line), columns).row;
-  return row < rows ? row : rows - 1;
-}
-
-bool rl_go_to_last_row() {
-  if (!layer_is_initialised() || !layer.has_terminal) return false;
-  const LineInfoW *line = el_wline(layer.editor);
-  const int rows = row_of(line->lastchar) - row_of(line->cursor);
-  for (int i = 0; i < rows; ++i) fputc('\n', rl_outstream);
-  fflush(rl_outstream);
-  return rows > 0;
-}
-
-void rl_redraw_in_place() {
-  if (!layer_is_initialised() || !layer.has_terminal) return;
-  const int rows = row_of(el_wline(layer.editor)->lastchar);
-  for (int i = 0; i < rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
-  rl_forced_update_display();
 }
 
 }  // namespace lineedit

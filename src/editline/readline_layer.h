@@ -86,12 +86,13 @@ int rl_delete_text(int start, int end);
 // there. Does nothing where there is no terminal.
 void rl_forced_update_display();
 
-// For something that is about to write to the terminal beside the line: moves the terminal's
-// cursor, not the editor's, down to the row in which the line ends. Returns false when it is there
-// already, or there is no terminal. After true, rl_forced_update_display must follow under what was
-// written, or rl_redraw_in_place when nothing was.
-bool rl_go_to_last_row();
-void rl_redraw_in_place();
+// Around code that may write to the terminal beside the line, such as a completer. The first moves
+// the terminal's cursor down to the row in which the line ends, so that nothing of it is written
+// over. Between the two, rl_forced_update_display draws the line in its own place when nothing was
+// written, and else below. The second draws it where that is needed and was not done, except when
+// the read is about to end.
+void rl_begin_output();
+void rl_end_output();
 
 // --- Completion and keys -------------------------------------------------------------------------
 

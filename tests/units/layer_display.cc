@@ -1,7 +1,10 @@
 // Drawing the line: where its characters are on the screen, drawing it anew, and making room for
 // what something else writes.
+#include <unistd.h>
+
 #include <cstdlib>
 
+#include "editline/output_watch.h"
 #include "editline/readline_layer.h"
 #include "editline/screen_position.h"
 #include "layer_harness.h"
@@ -94,20 +97,27 @@ LAYER_TEST(ForcedUpdate, WritesNothingWhereThereIsNoTerminal) {
 
 // --- Beside the line -----------------------------------------------------------------------------
 
-LAYER_TEST(LastRow, InitialisesNothing) {
-  EXPECT_FALSE(rl_go_to_last_row());
-  rl_redraw_in_place();
+LAYER_TEST(Beside, InitialisesNothing) {
+  rl_begin_output();
+  rl_end_output();
   EXPECT_EQ(get_history(), nullptr);
 }
 
 // On a screen of 20 columns. Reads a line of `length` characters with the cursor moved by `keys`,
-// calls `what` and returns what that showed; the line must have stayed as it was.
+// calls `what` between the two calls and returns what that showed; the line must have stayed as it
+// was.
 static std::string beside_the_line(size_t length, const char *keys,
                                    const std::function<void()> &what) {
   std::string shown;
   const std::string line(length, 'x');
   pty_set_size(&terminal, 24, 20);
-  const auto beside = [&] { shown = shown_by(what); };
+  const auto beside = [&] {
+    shown = shown_by([&] {
+      rl_begin_output();
+      what();
+      rl_end_output();
+    });
+  };
   EXPECT_EQ(read_line({line, keys, beside, "\n"}), line);
   return shown;
 }
@@ -115,66 +125,150 @@ static std::string beside_the_line(size_t length, const char *keys,
 static const struct {
   size_t length;
   const char *keys;
-  const char *shown;
-} rows_below[] = {
-    {0, "", ""},
-    {5, "", ""},
-    {5, "\001", ""},
-    {17, "\001", ""},
-    {18, "\001", "\r\n"},
-    {30, "\001", "\r\n"},
-    {50, "", ""},
-    {50, "\001", "\r\n\r\n"},
-    {50, "\002\002", ""},
-    {57, "\001", "\r\n\r\n"},
-    {58, "\001", "\r\n\r\n\r\n"},
+  int rows;        // in which the line ends, from that of the prompt
+  int rows_below;  // of those, below the cursor
+} places[] = {
+    {0, "", 0, 0},          {5, "", 0, 0},      {5, "\001", 0, 0},  {17, "\001", 0, 0},
+    {18, "", 1, 0},         {18, "\001", 1, 1}, {30, "\001", 1, 1}, {50, "", 2, 0},
+    {50, "\002\002", 2, 0}, {50, "\001", 2, 2}, {57, "\001", 2, 2}, {58, "\001", 3, 3},
 };
 
-LAYER_TEST(LastRow, IsAsFarDownAsTheLineGoes) {
-  for (const auto &row : rows_below) {
-    SCOPED_TRACE(std::to_string(row.length) + row.keys);
-    bool moved = false;
-    const auto go = [&] {
-      moved = rl_go_to_last_row();
-      rl_redraw_in_place();
-    };
-    const std::string shown = beside_the_line(row.length, row.keys, go);
-    const std::string expected = row.shown;
-    EXPECT_EQ(shown.substr(0, expected.size()), expected);
-    EXPECT_NE(shown.substr(expected.size(), 1), "\n");
-    EXPECT_EQ(moved, !expected.empty());
+static std::string repeated(const char *text, int count) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+LAYER_TEST(Beside, TheCursorGoesDownAsFarAsTheLineGoes) {
+  for (const auto &place : places) {
+    SCOPED_TRACE(std::to_string(place.length) + place.keys);
+    std::string shown;
+    beside_the_line(place.length, place.keys, [&] {
+      fflush(terminal.out);
+      const size_t before = terminal.shown.size();
+      pty_collect(&terminal);
+      shown = terminal.shown.substr(before);
+    });
+    EXPECT_EQ(shown, repeated("\r\n", place.rows_below));
   }
 }
 
-LAYER_TEST(LastRow, TheLineIsDrawnUnderWhatWasWritten) {
-  const std::string shown = beside_the_line(50, "\001", [] {
-    EXPECT_TRUE(rl_go_to_last_row());
-    fputs("\nbeside\n", terminal.out);
-    rl_forced_update_display();
-  });
-  const size_t beside = shown.find("beside");
-  ASSERT_NE(beside, std::string::npos);
-  EXPECT_NE(shown.find("> xxxx", beside), std::string::npos);
+LAYER_TEST(Beside, WithNothingWrittenTheLineIsDrawnInItsPlace) {
+  for (const auto &place : places) {
+    SCOPED_TRACE(std::to_string(place.length) + place.keys);
+    const std::string down = repeated("\r\n", place.rows_below);
+    const std::string redrawn = down + repeated("\033[A", place.rows) + "\r\033[J> ";
+    EXPECT_EQ(beside_the_line(place.length, place.keys, rl_forced_update_display)
+                  .substr(0, redrawn.size()),
+              redrawn);
+  }
 }
 
-LAYER_TEST(LastRow, TheLineIsDrawnInPlaceWhereNothingWasWritten) {
-  const std::string shown = beside_the_line(50, "\001", [] {
-    EXPECT_TRUE(rl_go_to_last_row());
-    rl_redraw_in_place();
-  });
-  EXPECT_EQ(shown.substr(0, 10), "\r\n\r\n\033[A\033[A");
-  EXPECT_NE(shown.find("> xxxx"), std::string::npos);
+LAYER_TEST(Beside, WithNothingWrittenTheCursorIsBroughtBack) {
+  for (const auto &place : places) {
+    SCOPED_TRACE(std::to_string(place.length) + place.keys);
+    const std::string down = repeated("\r\n", place.rows_below);
+    const std::string redrawn = down + repeated("\033[A", place.rows) + "\r\033[J> ";
+    const std::string shown = beside_the_line(place.length, place.keys, [] {});
+    EXPECT_EQ(shown.substr(0, redrawn.size()), place.rows_below > 0 ? redrawn : "");
+  }
 }
 
-LAYER_TEST(LastRow, IsNowhereWhereThereIsNoTerminal) {
+LAYER_TEST(Beside, TheLineIsDrawnBelowWhatWasWritten) {
+  for (const auto &place : places) {
+    SCOPED_TRACE(std::to_string(place.length) + place.keys);
+    const std::string written = repeated("\r\n", place.rows_below) + "\r\nbeside\r\n\r\033[J> ";
+    const std::string shown = beside_the_line(place.length, place.keys, [] {
+      fputs("\nbeside\n", terminal.out);
+      rl_forced_update_display();
+    });
+    EXPECT_EQ(shown.substr(0, written.size()), written);
+  }
+}
+
+LAYER_TEST(Beside, WhoeverWrites) {
+  for (const std::string &name : {std::string("/dev/tty"), std::string(ttyname(terminal.slave))}) {
+    SCOPED_TRACE(name);
+    const std::string shown = beside_the_line(50, "\001", [&] {
+      ASSERT_EQ(system(("echo from another process >" + name).c_str()), 0);
+      rl_forced_update_display();
+    });
+    EXPECT_NE(shown.find("process\r\n\r\033[J> x"), std::string::npos);
+  }
+}
+
+LAYER_TEST(Beside, ADrawnLineIsNotDrawnAgain) {
+  const std::string shown = beside_the_line(50, "\001", rl_forced_update_display);
+  EXPECT_EQ(shown.find("> "), shown.rfind("> "));
+}
+
+LAYER_TEST(Beside, NothingIsDrawnForAReadThatEnds) {
+  pty_set_size(&terminal, 24, 20);
+  std::string shown;
+  on_command_key([&] {
+    shown = shown_by([] {
+      rl_begin_output();
+      rl_done = 1;
+      rl_end_output();
+    });
+  });
+  EXPECT_EQ(read_line({std::string(50, 'x'), "\001", command_key}), std::nullopt);
+  EXPECT_EQ(shown, "\r\n\r\n");
+}
+
+LAYER_TEST(Beside, NoDescriptorIsLeftOpen) {
+  const int before = dup(0);
+  close(before);
+  beside_the_line(50, "\001", [] {});
+  beside_the_line(50, "\001", rl_forced_update_display);
+  beside_the_line(50, "", [] {});
+  const int after = dup(0);
+  close(after);
+  EXPECT_EQ(after, before);
+}
+
+LAYER_TEST(Beside, WithoutATerminalNothingIsWritten) {
   FILE *file = tmpfile();
   ASSERT_NE(file, nullptr);
   rl_outstream = file;
-  const auto go = [] {
-    EXPECT_FALSE(rl_go_to_last_row());
-    rl_redraw_in_place();
+  const auto beside = [] {
+    rl_begin_output();
+    rl_end_output();
   };
-  EXPECT_EQ(read_line({"abc", go, "\n"}), "abc");
+  EXPECT_EQ(read_line({"abc", beside, "\n"}), "abc");
   fflush(file);
   EXPECT_EQ(ftell(file), 0);
+}
+
+// --- Whether anything was written ----------------------------------------------------------------
+
+LAYER_TEST(OutputWatch, SeesWhatIsWritten) {
+  watch_output(terminal.slave);
+  EXPECT_FALSE(output_was_written());
+  watch_output(terminal.slave);
+  ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  EXPECT_TRUE(output_was_written());
+}
+
+LAYER_TEST(OutputWatch, SeesNothingFromBefore) {
+  ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  watch_output(terminal.slave);
+  EXPECT_FALSE(output_was_written());
+  watch_output(terminal.slave);
+  ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  watch_output(terminal.slave);
+  EXPECT_FALSE(output_was_written());
+}
+
+LAYER_TEST(OutputWatch, SeesNotWhatIsTypedOrEchoed) {
+  watch_output(terminal.slave);
+  pty_type(&terminal, "abc\n");
+  ASSERT_TRUE(pty_wait_for(&terminal, "abc"));
+  EXPECT_FALSE(output_was_written());
+}
+
+LAYER_TEST(OutputWatch, TakesOutputForGrantedWhereItCannotSee) {
+  EXPECT_TRUE(output_was_written());
+  watch_output(-1);
+  EXPECT_TRUE(output_was_written());
 }

@@ -1,0 +1,69 @@
+// Drawing the line anew, and keeping it whole beside what others write to its terminal.
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "layer_state.h"
+#include "output_watch.h"
+#include "readline_layer.h"
+#include "screen_position.h"
+
+namespace lineedit {
+
+// Between rl_begin_output and rl_end_output, while the line has not been drawn anew.
+static struct {
+  // The terminal's cursor is not where the editor left it.
+  bool moved;
+  // Rows from the prompt down to the terminal's cursor, as long as nothing is written. With any,
+  // the terminal is watched.
+  int rows;
+} beside;
+
+// The row of the screen, counted from that of the prompt, in which `end` is drawn. What does not
+// fit on the screen is scrolled away at the top.
+static int row_of(const wchar_t *end) {
+  int rows = 0;
+  int columns = 0;
+  rl_get_screen_size(&rows, &columns);
+  const wchar_t *line = el_wline(layer.editor)->buffer;
+  const int row = screen_position(layer.prompt, line, static_cast<size_t>(end - line), columns).row;
+  return row < rows ? row : rows - 1;
+}
+
+void rl_begin_output() {
+  if (!layer_is_initialised() || !layer.has_terminal) return;
+  const LineInfoW *line = el_wline(layer.editor);
+  beside.rows = row_of(line->lastchar);
+  const int rows_below = beside.rows - row_of(line->cursor);
+  for (int i = 0; i < rows_below; ++i) fputc('\n', rl_outstream);
+  beside.moved = rows_below > 0;
+  fflush(rl_outstream);
+  if (beside.rows > 0) watch_output(fileno(rl_outstream));
+}
+
+// Back to the prompt's row, where nothing was written since rl_begin_output.
+static void go_back_to_prompt() {
+  fflush(rl_outstream);
+  if (beside.rows > 0 && !output_was_written()) {
+    for (int i = 0; i < beside.rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
+  }
+  beside = {};
+}
+
+void rl_forced_update_display() {
+  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!layer.has_terminal) return;
+  go_back_to_prompt();
+  // The editor draws as if the cursor stood at the start of an empty row.
+  fputc('\r', rl_outstream);
+  el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
+  el_set(layer.editor, EL_REFRESH);
+}
+
+void rl_end_output() {
+  if (beside.moved && rl_done == 0) rl_forced_update_display();
+  if (beside.rows > 0) output_was_written();
+  beside = {};
+}
+
+}  // namespace lineedit
