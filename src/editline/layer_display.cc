@@ -61,7 +61,11 @@ void rl_forced_update_display() {
 }
 
 void rl_end_output() {
-  if (beside.moved && rl_done == 0) rl_forced_update_display();
+  if (beside.moved) {
+    // Nothing more will be typed: what follows on the terminal shall not write over the line.
+    if (rl_done != 0) el_cursor(layer.editor, rl_end);
+    rl_forced_update_display();
+  }
   if (beside.rows > 0) output_was_written();
   beside = {};
 }

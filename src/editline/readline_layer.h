@@ -89,8 +89,8 @@ void rl_forced_update_display();
 // Around code that may write to the terminal beside the line, such as a completer. The first moves
 // the terminal's cursor down to the row in which the line ends, so that nothing of it is written
 // over. Between the two, rl_forced_update_display draws the line in its own place when nothing was
-// written, and else below. The second draws it where that is needed and was not done, except when
-// the read is about to end.
+// written, and else below. The second draws it where that is needed and was not done; with the
+// cursor at its end when rl_done says that the read is over.
 void rl_begin_output();
 void rl_end_output();
 

@@ -8,6 +8,7 @@ import pytest
 from harness import Raised, Returned
 from monitor import CALLBACK, ScriptedMonitor
 from processes import state
+from screen import Wrapped
 from test_broken_invariants import failed_assertion
 
 
@@ -38,11 +39,6 @@ def read(shell, arguments="'> '"):
 
 # --- What the screen shows
 
-def rows_of(text, columns):
-    """The rows that a text fills; the cursor leaves a full row for the next one at once."""
-    return [text[start:start + columns].rstrip() for start in range(0, len(text) + 1, columns)]
-
-
 @pytest.mark.parametrize("columns", [20, 80, 132])
 @pytest.mark.parametrize("cursor", ["at the end", "in the middle", "at the beginning"])
 @pytest.mark.parametrize("rows", ["part of a row", "a whole row", "several rows"])
@@ -53,17 +49,12 @@ def test_a_message_stands_above_the_line_which_stands_again(watched, columns, cu
                       length - length // 3), "at the beginning": ("<ctrl-a>", 0)}[cursor]
     line = ("abcdefghij" * length)[:length]
     shell, monitor = watched(columns=columns, rows=12)
+    wrapped = Wrapped("> " + line, columns, 2 + position)
     read(shell)
-    drawn = rows_of("> " + line, columns)
-    shell.type(line)
-    shell.wait_for_cursor((length + 2) // columns, (length + 2) % columns)
-    shell.type(keys)
-    shell.wait_for_cursor((position + 2) // columns, (position + 2) % columns)
+    shell.type(line + keys)
+    wrapped.wait(shell)
     monitor.send((3, 4))
-    expected = drawn + ["log 3 4"] + drawn
-    shell.wait_for_cursor(len(drawn) + 1 + (position + 2) // columns, (position + 2) % columns)
-    for number, row in enumerate(expected + [""]):
-        shell.wait_for_row(number, row)
+    wrapped.wait(shell, above=wrapped.rows + ["log 3 4"])
     shell.type("X<enter>")
     assert shell.outcome() == Returned(line[:position] + "X" + line[position:])
 

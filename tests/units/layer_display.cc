@@ -202,7 +202,7 @@ LAYER_TEST(Beside, ADrawnLineIsNotDrawnAgain) {
   EXPECT_EQ(shown.find("> "), shown.rfind("> "));
 }
 
-LAYER_TEST(Beside, NothingIsDrawnForAReadThatEnds) {
+LAYER_TEST(Beside, AReadThatEndsLeavesTheCursorBehindTheLine) {
   pty_set_size(&terminal, 24, 20);
   std::string shown;
   on_command_key([&] {
@@ -212,8 +212,9 @@ LAYER_TEST(Beside, NothingIsDrawnForAReadThatEnds) {
       rl_end_output();
     });
   });
-  EXPECT_EQ(read_line({std::string(50, 'x'), "\001", command_key}), std::nullopt);
-  EXPECT_EQ(shown, "\r\n\r\n");
+  EXPECT_EQ(read_line({std::string(50, 'y') + "z", "\001", command_key}), std::nullopt);
+  EXPECT_EQ(shown.substr(0, 10), "\r\n\r\n\033[A\033[A");
+  EXPECT_EQ(shown.substr(shown.size() - 2), "yz");
 }
 
 LAYER_TEST(Beside, NoDescriptorIsLeftOpen) {
