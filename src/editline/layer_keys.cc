@@ -73,17 +73,17 @@ int rl_complete(int, int invoking_key) {
 
 // --- Commands that the layer adds to the editor --------------------------------------------------
 
-// What a command returns: the end of the read when the function asked for it.
-static unsigned char command_status(int status) {
+// After a function of the application's: what the command returns, which is the end of the read
+// when the function asked for it. The function may have put signal handlers of its own in the
+// editor's place; with those a Ctrl-C would jump out of the rest of this line and leave the
+// terminal raw.
+static unsigned char finish_command(int status) {
+  retake_signal_handlers();
   return static_cast<unsigned char>(rl_done != 0 ? CC_EOF : status);
 }
 
 static unsigned char complete_command(EditLine *, wint_t key) {
-  const int status = rl_complete(0, static_cast<int>(key));
-  // The hook may have put signal handlers of its own in the editor's place; with those a Ctrl-C
-  // would jump out of the rest of this line and leave the terminal raw.
-  retake_signal_handlers();
-  return command_status(status);
+  return finish_command(rl_complete(0, static_cast<int>(key)));
 }
 
 // The editor reads with the terminal's own suspend key disabled, so the key has to send the signal.
@@ -97,7 +97,7 @@ static unsigned char added_command(EditLine *, wint_t key) {
   if (function == nullptr) return CC_ERROR;
   publish_line();
   function(1, static_cast<int>(key));
-  return command_status(CC_NORM);
+  return finish_command(CC_NORM);
 }
 
 // Keys that every line has beyond the editor's emacs set.

@@ -107,8 +107,10 @@ def _child_environment(home, term, locale, imports):
     """The variables of the child.  The user's own editor settings must not reach it, so its home
     is an empty folder."""
     variables = {name: os.environ[name] for name in _INHERITED_VARIABLES if name in os.environ}
+    if term is not None:
+        variables["TERM"] = term
     variables.update(
-        HOME=str(home), TERM=term, LC_ALL=locale, PYTHONDONTWRITEBYTECODE="1",
+        HOME=str(home), LC_ALL=locale, PYTHONDONTWRITEBYTECODE="1",
         PYTHONPATH=os.pathsep.join([os.path.join(_HERE, "child"),
                                     os.path.abspath(os.environ["TAVORIN_MODULE_DIR"])]),
         TAVORIN_TEST_IMPORTS=" ".join(imports))
@@ -133,7 +135,7 @@ class Shell:
         """Start the child.
 
         `settings` are changes to the terminal's settings before the child starts, such as
-        {"ECHO": False, "VERASE": 8}.  `stdin` and `stdout` are TERMINAL, CLOSED or a descriptor,
+        {"ECHO": False, "VERASE": 8}.  With `term` None it has no TERM.  `stdin` and `stdout` are TERMINAL, CLOSED or a descriptor,
         and `stdout` may be PIPE, whose text is then in `piped`.  With `job_control` the child is
         the foreground job of a small shell, so that it can be stopped.  `variables` are further
         variables of the child's environment.

@@ -5,6 +5,7 @@ find_program(TAVORIN_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 set(terminal_environment
   "TAVORIN_PYTHON=${TAVORIN_PYTHON}"
   "TAVORIN_MODULE_DIR=$<TARGET_FILE_DIR:Tavorin>"
+  "TAVORIN_MODULE_WITH_KEY_DIR=$<TARGET_FILE_DIR:module_with_key>"
   "TAVORIN_BUILD_DIR=${CMAKE_BINARY_DIR}"
   "TAVORIN_MONITOR_DIR=$<TARGET_FILE_DIR:scripted_monitor>")
 
@@ -23,7 +24,7 @@ endif()
 
 # A minute of signals for each way of sending them; less where everything takes many times as long.
 if(TAVORIN_SANITIZE)
-  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15")
+  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15" "TAVORIN_COMPLETIONS=10000")
 else()
   list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=60")
 endif()

@@ -1,10 +1,12 @@
 """A hundred thousand completions of each kind: every object has the references that it had before."""
 
+import os
+
 import pytest
 
 from harness import PATIENCE
 
-COUNT = 100000
+COUNT = int(os.environ.get("TAVORIN_COMPLETIONS", "100000"))
 
 # The child reads until all completions are done, and tells how the references have changed.  It
 # says every now and then how far it is, so that the test never types more than the terminal's
