@@ -4,7 +4,6 @@
 #include "line_reading.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <csetjmp>
 #include <cstdio>
@@ -35,15 +34,15 @@ unsigned long readlineThreadId;
 
 // --- Signals -------------------------------------------------------------------------------------
 
-static bool is_main_thread() { return gettid() == getpid(); }
-
-// A handler that is not on the reading thread has no frame to jump to. A signal for the process
-// goes to the main thread if that lets it in, else to any: so a thread that is neither got it only
-// because the reader holds it just now, and passes it on. The main thread gets one when some other
-// thread reads, which the module rules out; jumping to that thread's stack would corrupt it.
-static void jump_or_pass_on(sigjmp_buf buffer, int signo) {
+// What both handlers do. One that is not on the reading thread has no frame to jump to. Returns
+// whether it is on the main thread then: some other thread reads, which the module rules out, and
+// jumping to that thread's stack would corrupt it. Any other thread got the signal only because the
+// reader holds it just now, and passes it on.
+static bool is_misdirected(sigjmp_buf buffer, int signo) {
   if (pthread_self() == readlineThreadId) siglongjmp(buffer, 1);
-  if (!is_main_thread()) pthread_kill(readlineThreadId, signo);
+  if (lineedit::is_main_thread()) return true;
+  pthread_kill(readlineThreadId, signo);
+  return false;
 }
 
 [[noreturn]] static void abort_on_wrong_thread() {
@@ -52,16 +51,14 @@ static void jump_or_pass_on(sigjmp_buf buffer, int signo) {
 }
 
 static void sigint_handler(int signo) {
-  jump_or_pass_on(sigintJumpBuffer, signo);
-  if (!is_main_thread()) return;
+  if (!is_misdirected(sigintJumpBuffer, signo)) return;
   printf("Assertion failed: readlineThreadId == pthread_self %s:%d (%lu, %lu)\n", report_file, 515,
          readlineThreadId, pthread_self());
   abort_on_wrong_thread();
 }
 
 static void sigtstp_handler(int signo) {
-  jump_or_pass_on(sigtstpJumpBuffer, signo);
-  if (!is_main_thread()) return;
+  if (!is_misdirected(sigtstpJumpBuffer, signo)) return;
   printf("Assertion failed: readlineThreadId == pthread_self %s:%d\n", report_file, 533);
   abort_on_wrong_thread();
 }

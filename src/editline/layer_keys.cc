@@ -86,7 +86,8 @@ static unsigned char complete_command(EditLine *, wint_t key) {
   return finish_command(rl_complete(0, static_cast<int>(key)));
 }
 
-// The editor reads with the terminal's own suspend key disabled, so the key has to send the signal.
+// Where the key is the terminal's suspend key, as it is as a rule, the terminal sends the signal
+// and the editor never sees the key.
 static unsigned char suspend_command(EditLine *, wint_t) {
   kill(0, SIGTSTP);
   return CC_NORM;

@@ -1,8 +1,10 @@
 // Which signals reach the process while a line is read, and when.
 #include "signals.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -39,7 +41,14 @@ static struct {
   // Signals that arrived and wait for rl_wait to act on them: one of the marks below, or 0.
   volatile sig_atomic_t noted[watched_count];
   volatile sig_atomic_t any_noted;
+  // Signals whose default action, which a callback runs under, is ours to take meanwhile.
+  volatile sig_atomic_t covered[watched_count];
 } signals;
+
+// A descriptor that is readable when a held signal has arrived. pselect, which opens the mask only
+// if it has to wait, would pass over them for as long as keys keep coming. Kept from line to line;
+// -1 when there is none.
+static int arrivals = -1;
 
 // --- The hold ------------------------------------------------------------------------------------
 
@@ -49,6 +58,30 @@ static struct {
 static constexpr int never_held[] = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL, SIGSEGV,
                                      SIGSYS,  SIGTRAP, SIGTTIN, SIGTTOU};
 
+// The held signals that the wait lets in.
+static sigset_t signals_to_let_in() {
+  sigset_t set = signals.inside;
+  for (int signo = 1; signo < NSIG; ++signo)
+    if (sigismember(&signals.outside, signo) == 1) sigdelset(&set, signo);
+  return set;
+}
+
+// A new one, with a number that nobody takes for that of a standard stream which is closed.
+static int new_arrivals(const sigset_t *set) {
+  constexpr int lowest = 10;
+  const int made = signalfd(-1, set, SFD_CLOEXEC | SFD_NONBLOCK);
+  const int kept = fcntl(made, F_DUPFD_CLOEXEC, lowest);
+  close(made);
+  return kept;
+}
+
+// Makes `arrivals` tell of the signals to let in. The application may have closed it since the line
+// before, and something else may have its number now.
+static void watch_arrivals() {
+  const sigset_t set = signals_to_let_in();
+  if (arrivals < 0 || signalfd(arrivals, &set, 0) < 0) arrivals = new_arrivals(&set);
+}
+
 bool rl_hold_signals() {
   if (signals.held) return false;
   sigset_t set;
@@ -57,6 +90,7 @@ bool rl_hold_signals() {
   pthread_sigmask(SIG_BLOCK, &set, &signals.outside);
   sigorset(&signals.inside, &signals.outside, &set);
   signals.held = true;
+  watch_arrivals();
   return true;
 }
 
@@ -67,8 +101,13 @@ void rl_release_signals() {
 }
 
 void rl_admit_signals(const sigset_t *set) {
-  for (const int signo : watched)
-    if (sigismember(set, signo) == 1) sigdelset(&signals.outside, signo);
+  bool changed = false;
+  for (const int signo : watched) {
+    if (sigismember(set, signo) != 1 || sigismember(&signals.outside, signo) != 1) continue;
+    sigdelset(&signals.outside, signo);
+    changed = true;
+  }
+  if (changed) watch_arrivals();
 }
 
 // --- Arrival -------------------------------------------------------------------------------------
@@ -78,6 +117,8 @@ static int index_of(int signo) {
   while (watched[which] != signo) ++which;
   return which;
 }
+
+bool is_main_thread() { return gettid() == getpid(); }
 
 static bool changes_display_only(int signo) { return signo == SIGCONT || signo == SIGWINCH; }
 
@@ -90,34 +131,37 @@ static void note(int which, sig_atomic_t mark) {
   signals.any_noted = 1;
 }
 
-// Puts the disposition that the read found in force for the signal being handled and sends it once
-// more to this thread, which takes it as soon as the handler returns.
-static void hand_to_found_disposition(int which) {
-  sigaction(watched[which], &signals.found[which], nullptr);
-  pthread_kill(pthread_self(), watched[which]);
+// Puts a disposition in force for the signal being handled and sends it once more to this thread,
+// which takes it as soon as the handler returns.
+static void hand_to(const struct sigaction *disposition, int signo) {
+  sigaction(signo, disposition, nullptr);
+  pthread_kill(pthread_self(), signo);
 }
 
-// The kernel gives a signal for the process to the main thread if that lets it in, else to any. So
-// on another thread it came because the reader holds it just now: it goes to the reader. The main
-// thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which the reading calls
-// rule out: their handler must see that, so it runs here.
+// As a rule the kernel gives a signal for the process to the main thread if that lets it in, else
+// to any. So on another thread it came because the reader holds it just now: it goes to the reader.
+// The main thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which the
+// reading calls rule out: their handler must see that, so it runs here.
 static void arrived_on_other_thread(int which) {
   const int signo = watched[which];
-  const bool misdirected = gettid() == getpid() && (signo == SIGINT || signo == SIGTSTP);
-  if (misdirected)
-    hand_to_found_disposition(which);
+  const bool misdirected = is_main_thread() && (signo == SIGINT || signo == SIGTSTP);
+  if (misdirected && signals.covered[which] == 0)
+    hand_to(&signals.found[which], signo);
   else
     pthread_kill(signals.reader, signo);
 }
 
+// What ends or stops the process does so with the terminal given back.
 static void arrived_in_callback(int which) {
-  if (!ends_process(watched[which])) {
+  const bool covered = signals.covered[which] != 0;
+  if (!ends_process(watched[which]) && !covered) {
     note(which, arrived);
     return;
   }
   note(which, passed_on);
   make_terminal_cooked();
-  hand_to_found_disposition(which);
+  const struct sigaction default_action = {};
+  hand_to(covered ? &default_action : &signals.found[which], watched[which]);
 }
 
 static void signal_arrived(int signo) {
@@ -256,19 +300,77 @@ static int keep_readable_descriptors(int count, WaitSet *readable) {
   return kept;
 }
 
+// Whether a held signal has arrived; takes `arrivals` out of the set.
+static bool take_arrivals(WaitSet *readable) {
+  if (arrivals < 0 || !wait_set_has(readable, arrivals)) return false;
+  wait_set_remove(readable, arrivals);
+  return true;
+}
+
+static void let_held_signals_in() {
+  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
+  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
+}
+
+// select() with the held signals let in.
+static int wait_for_input(int count, WaitSet *readable) {
+  const sigset_t *mask = signals.held ? &signals.outside : nullptr;
+  if (!signals.held || arrivals < 0)
+    return pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  wait_set_add(readable, arrivals);
+  if (count <= arrivals) count = arrivals + 1;
+  int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  if (take_arrivals(readable) && ready > 0) {
+    let_held_signals_in();
+    if (--ready == 0) {
+      errno = EINTR;
+      return -1;
+    }
+  }
+  return ready;
+}
+
 int rl_wait(int count, WaitSet *readable) {
   if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
-  const sigset_t *mask = signals.held ? &signals.outside : nullptr;
-  const int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
-  if (ready >= 0) return ready;
-  if (errno == EBADF) return keep_readable_descriptors(count, readable);
-  if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
-  errno = EINTR;
-  return -1;
+  const int ready = wait_for_input(count, readable);
+  if (ready < 0 && errno == EBADF) return keep_readable_descriptors(count, readable);
+  if (signals.any_noted != 0 && signals.taken) {
+    act_on_noted_signals();
+    errno = EINTR;
+    return -1;
+  }
+  return ready;
+}
+
+// --- Callbacks -----------------------------------------------------------------------------------
+
+// The caller may have put the default action in force for these. It would end or stop the process
+// with the terminal as the editor has it, so our handler goes first.
+static void cover_default_action(int signo) {
+  struct sigaction action;
+  sigaction(signo, nullptr, &action);
+  if (action.sa_handler != SIG_DFL) return;
+  signals.covered[index_of(signo)] = 1;
+  install_handler(index_of(signo), nullptr);
+}
+
+// Unless the callback has changed it meanwhile.
+static void uncover_default_action(int signo) {
+  if (signals.covered[index_of(signo)] == 0) return;
+  signals.covered[index_of(signo)] = 0;
+  struct sigaction action;
+  sigaction(signo, nullptr, &action);
+  if (action.sa_handler != signal_arrived) return;
+  action = {};
+  sigaction(signo, &action, nullptr);
 }
 
 void rl_open_signals() {
   if (!signals.held) return;
+  if (signals.taken) {
+    cover_default_action(SIGINT);
+    cover_default_action(SIGTSTP);
+  }
   signals.in_callback = 1;
   pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
 }
@@ -277,6 +379,8 @@ void rl_close_signals() {
   if (!signals.held) return;
   pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
   signals.in_callback = 0;
+  uncover_default_action(SIGINT);
+  uncover_default_action(SIGTSTP);
 }
 
 }  // namespace lineedit

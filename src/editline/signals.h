@@ -39,9 +39,13 @@ int rl_wait(int count, WaitSet *readable);
 // Brackets a callback that runs while the editor is at rest, on the reading thread, and may take
 // long: between the two the held signals get through. HUP, TERM and QUIT give the terminal back and
 // go to the disposition in force before the read; the other four wait for the next rl_wait, unless
-// the caller has put dispositions of his own in place.
+// the caller has put dispositions of his own in place. Default actions that he has in place for INT
+// and TSTP come after the terminal is given back, too.
 void rl_open_signals();
 void rl_close_signals();
+
+// Whether the calling thread is the process's first.
+bool is_main_thread();
 
 // For the layer: takes the dispositions of the signals over for one read, makes good for those that
 // a command displaced, and gives them back as they were found.

@@ -5,6 +5,7 @@ import signal
 import pytest
 
 from harness import Raised, Returned
+from processes import processor_seconds
 
 READ_CALLS = ["Tavorin.readline('> ')", "Tavorin.simpleReadline('> ')"]
 
@@ -218,3 +219,109 @@ def test_the_wait_for_a_key_is_a_wait(shell, call):
     shell.wait_for_sleep()
     shell.type("<enter>")
     assert shell.outcome() == Returned("abc")
+
+
+class TestWithInputWaiting:
+    """A signal has its turn before keys that already wait: select passes over it for those."""
+
+    @pytest.mark.parametrize("key, number, message", [
+        ("<ctrl-c>", signal.SIGINT, "Ctrl-C pressed"),
+        ("<ctrl-z>", signal.SIGTSTP, "Ctrl-Z pressed")])
+    @pytest.mark.parametrize("noflsh", [False, True])
+    def test_keys_behind_it_are_for_the_next_line(self, terminal, key, number, message, noflsh):
+        shell = terminal(settings={"NOFLSH": noflsh})
+        shell.do("report_signals(%d)" % number)
+        for _ in range(20):
+            shell.begin_line("abc")
+            shell.type(key + "def<enter>")
+            assert shell.outcome() == Raised("KeyboardInterrupt", message)
+            shell.ask("Tavorin.readline('> ')")
+            assert shell.outcome() == Returned("def")
+        assert was_handled(shell, number) == 0
+        shell.assert_settings_as_before()
+
+    @pytest.mark.parametrize("number, message", [(signal.SIGINT, "Ctrl-C pressed"),
+                                                 (signal.SIGTSTP, "Ctrl-Z pressed")])
+    def test_input_without_end(self, terminal, number, message):
+        with open("/dev/zero", "rb") as zero:
+            shell = terminal(stdin=zero.fileno())
+        shell.ask("Tavorin.readline('> ')")
+        shell.wait_until(lambda: processor_seconds(shell.pid) > 0.1, "the line to be read")
+        shell.signal(number)
+        assert shell.outcome() == Raised("KeyboardInterrupt", message)
+
+    @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP, signal.SIGALRM])
+    def test_input_without_end_and_the_end_of_the_process(self, terminal, call, number):
+        with open("/dev/zero", "rb") as zero:
+            shell = terminal(stdin=zero.fileno())
+        shell.ask(call)
+        shell.wait_until(lambda: processor_seconds(shell.pid) > 0.1, "the line to be read")
+        shell.signal(number)
+        assert shell.wait_for_end() == -number
+
+
+class TestDefaultActionsInACompletion:
+    """The completer runs under the shell's own dispositions; the terminal is given back for them,
+    also where they end or stop the process."""
+
+    @pytest.fixture
+    def start(self, terminal):
+        def start(number, **options):
+            shell = terminal(**options)
+            shell.do("def completer(key, line, position):\n"
+                     "    report('completing')\n"
+                     "    wait_for_go()\n"
+                     "    return 'd'\n"
+                     "signal.signal(%d, signal.SIG_DFL)" % number)
+            shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+            shell.type("<tab>")
+            shell.next_report("completing")
+            return shell
+        return start
+
+    def test_ctrl_c_ends_the_process(self, start):
+        shell = start(signal.SIGINT)
+        shell.type("<ctrl-c>")
+        assert shell.wait_for_end() == -signal.SIGINT
+        shell.assert_settings_as_before()
+
+    def test_ctrl_z_stops_the_process(self, start):
+        shell = start(signal.SIGTSTP, job_control=True)
+        for _ in range(3):
+            shell.type("<ctrl-z>")
+            shell.wait_for_job_state("stopped")
+            shell.assert_settings_as_before()
+            shell.signal(signal.SIGCONT)
+            shell.wait_for_job_state("continued")
+        shell.go()
+        shell.wait_until(shell.is_editing, "editing to go on")
+        shell.type("e<enter>")
+        assert shell.outcome() == Returned("abcde")
+        shell.assert_settings_as_before()
+        assert shell.do("signal.getsignal(signal.SIGTSTP) == signal.SIG_DFL") is True
+
+    @pytest.mark.parametrize("key, message", [("<ctrl-c>", "Ctrl-C pressed"),
+                                              ("<ctrl-z>", "Ctrl-Z pressed")])
+    @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTSTP])
+    def test_afterwards_both_keys_end_the_read_again(self, start, number, key, message):
+        shell = start(number)
+        shell.go()
+        shell.wait_for_cursor_row("> abcd")
+        shell.type(key)
+        assert shell.outcome() == Raised("KeyboardInterrupt", message)
+        shell.assert_settings_as_before()
+
+    def test_a_handler_that_the_completer_installs_is_left_in_place(self, terminal):
+        shell = terminal()
+        shell.do("signal.signal(signal.SIGTSTP, signal.SIG_DFL)\n"
+                 "def completer(key, line, position):\n"
+                 "    report_signals(signal.SIGTSTP)\n"
+                 "    os.kill(os.getpid(), signal.SIGTSTP)\n"
+                 "    return 'd'\n")
+        shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+        shell.type("<tab>")
+        shell.next_report("signal")
+        shell.wait_for_cursor_row("> abcd")
+        shell.type("<ctrl-z>")
+        assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-Z pressed")
+        shell.assert_settings_as_before()

@@ -179,3 +179,78 @@ LAYER_TEST(Wait, GoesBackToTheMaskFromBeforeTheHold) {
   wait_for_signal();
   EXPECT_EQ(handled[SIGUSR1], 1);
 }
+
+// --- A signal and something to read at once ------------------------------------------------------
+
+LAYER_TEST(Wait, ASignalIsLetInThoughSomethingIsReadable) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  const Pipe full = make_full_pipe();
+  ASSERT_TRUE(rl_hold_signals());
+  for (int times = 1; times <= 3; ++times) {
+    raise(SIGUSR1);
+    EXPECT_EQ(wait_for(&set, {full.in}), 1);
+    EXPECT_TRUE(wait_set_has(&set, full.in));
+    EXPECT_EQ(handled[SIGUSR1], times);
+  }
+  rl_release_signals();
+}
+
+LAYER_TEST(Wait, ASignalThatWasBlockedBeforeTheHoldIsNot) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  const Pipe full = make_full_pipe();
+  ASSERT_TRUE(rl_hold_signals());
+  raise(SIGUSR1);
+  EXPECT_EQ(wait_for(&set, {full.in}), 1);
+  EXPECT_EQ(handled[SIGUSR1], 0);
+  rl_release_signals();
+}
+
+LAYER_TEST(Wait, AnAdmittedSignalIsLetInThoughSomethingIsReadable) {
+  static WaitSet set;
+  set_handler(SIGINT, count_signal);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  const Pipe full = make_full_pipe();
+  ASSERT_TRUE(rl_hold_signals());
+  raise(SIGINT);
+  rl_admit_signals(&blocked);
+  EXPECT_EQ(wait_for(&set, {full.in}), 1);
+  EXPECT_EQ(handled[SIGINT], 1);
+  rl_release_signals();
+}
+
+LAYER_TEST(Wait, WorksOnAfterTheApplicationClosedItsDescriptors) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  ASSERT_TRUE(rl_hold_signals());
+  rl_release_signals();
+  const Pipe full = make_full_pipe();
+  close_range(static_cast<unsigned>(std::max(full.in, full.out)) + 1, ~0U, 0);
+  const int taken = move_up(make_pipe().in, 10);  // where the closed one may have been
+  ASSERT_TRUE(rl_hold_signals());
+  raise(SIGUSR1);
+  EXPECT_EQ(wait_for(&set, {full.in, taken}), 1);
+  EXPECT_EQ(handled[SIGUSR1], 1);
+  rl_release_signals();
+  EXPECT_EQ(fcntl(taken, F_GETFD) & FD_CLOEXEC, 0);
+}
+
+LAYER_TEST(Wait, TakesNoStandardDescriptorThatIsClosed) {
+  for (int descriptor = 0; descriptor < 3; ++descriptor) {
+    const int kept = dup(descriptor);
+    close(descriptor);
+    ASSERT_TRUE(rl_hold_signals());
+    rl_release_signals();
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1) << descriptor;
+    dup2(kept, descriptor);
+    close(kept);
+  }
+}
