@@ -51,7 +51,7 @@ static void go_back_to_prompt() {
 }
 
 void rl_forced_update_display() {
-  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!initialise_layer()) return;
   if (!layer.has_terminal) return;
   go_back_to_prompt();
   // The editor draws as if the cursor stood at the start of an empty row.

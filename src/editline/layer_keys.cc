@@ -59,7 +59,7 @@ static bool ask_completion_hook() {
 }
 
 int rl_complete(int, int invoking_key) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return CC_ERROR;
+  if (!initialise_layer()) return CC_ERROR;
   if (rl_inhibit_completion != 0) {
     const char key[] = {static_cast<char>(invoking_key), '\0'};
     el_insertstr(layer.editor, key);
@@ -150,7 +150,7 @@ static bool is_key(int key) {
 }
 
 int rl_parse_and_bind(const char *line) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return 1;
+  if (!initialise_layer()) return 1;
   Tokenizer *tokenizer = tok_init(nullptr);
   int count = 0;
   const char **words = nullptr;
@@ -162,14 +162,14 @@ int rl_parse_and_bind(const char *line) {
 
 int rl_bind_key(int key, rl_command_func_t *function) {
   if (function != rl_insert || !is_key(key)) return -1;
-  if (!layer_is_initialised() && rl_initialize() != 0) return -1;
+  if (!initialise_layer()) return -1;
   bind_key_to_command(key, "ed-insert");
   return 0;
 }
 
 int rl_add_defun(const char *name, rl_command_func_t *function, int key) {
   if (!is_key(key)) return -1;
-  if (!layer_is_initialised() && rl_initialize() != 0) return -1;
+  if (!initialise_layer()) return -1;
   added_functions[key] = function;
   el_set(layer.editor, EL_ADDFN, name, name, added_command);
   bind_key_to_command(key, name);

@@ -77,7 +77,7 @@ static char *read_line() {
 // A signal handler may jump from the wait for a key to a frame beyond this one: nothing between
 // here and there owns anything.
 char *readline(const char *prompt) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return nullptr;
+  if (!initialise_layer()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
   set_prompt(prompt != nullptr ? prompt : "");
@@ -102,7 +102,7 @@ static int clamp_to_line(int position) {
 }
 
 int rl_delete_text(int start, int end) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  if (!initialise_layer()) return 0;
   start = clamp_to_line(start);
   end = clamp_to_line(end);
   move_cursor_to(end);
@@ -113,7 +113,7 @@ int rl_delete_text(int start, int end) {
 
 int rl_insert_text(const char *text) {
   if (text == nullptr || *text == '\0') return 0;
-  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  if (!initialise_layer()) return 0;
   const LineInfoW *line = el_wline(layer.editor);
   if (rl_point >= 0 && rl_point <= line->lastchar - line->buffer) move_cursor_to(rl_point);
   if (el_insertstr(layer.editor, text) != 0) return 0;

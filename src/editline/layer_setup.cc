@@ -132,23 +132,25 @@ int rl_initialize() {
   return made ? 0 : -1;
 }
 
+bool initialise_layer() { return layer_is_initialised() || rl_initialize() == 0; }
+
 History *get_history() { return layer.history; }
 
 int add_history(const char *line) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return 0;
+  if (!initialise_layer()) return 0;
   HistEvent event;
   history(layer.history, &event, H_ENTER, line);
   return 0;
 }
 
 void clear_history() {
-  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!initialise_layer()) return;
   HistEvent event;
   history(layer.history, &event, H_CLEAR);
 }
 
 void rl_get_screen_size(int *rows, int *cols) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!initialise_layer()) return;
   if (rows != nullptr) el_get(layer.editor, EL_GETTC, "li", rows);
   if (cols != nullptr) el_get(layer.editor, EL_GETTC, "co", cols);
 }
@@ -160,7 +162,7 @@ static void set_terminal_capability(const char *name, int value) {
 }
 
 void rl_set_screen_size(int rows, int cols) {
-  if (!layer_is_initialised() && rl_initialize() != 0) return;
+  if (!initialise_layer()) return;
   set_terminal_capability("li", rows);
   set_terminal_capability("co", cols);
 }

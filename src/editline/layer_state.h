@@ -29,6 +29,9 @@ extern LayerState layer;
 
 inline bool layer_is_initialised() { return layer.editor != nullptr && layer.history != nullptr; }
 
+// Initialises the layer where that was not done. Returns whether it is initialised.
+bool initialise_layer();
+
 // Brings rl_point, rl_end and rl_line_buffer up to date with the editor's line.
 void publish_line();
 

@@ -74,7 +74,10 @@ class Raised:
 def missing_environment():
     """What the environment lacks for these tests, in words, or None."""
     for name, meaning in (("TAVORIN_PYTHON", "a Python 2.7 interpreter"),
-                          ("TAVORIN_MODULE_DIR", "the folder that holds Tavorin.so")):
+                          ("TAVORIN_BUILD_DIR", "the build's folder"),
+                          ("TAVORIN_MODULE_DIR", "the folder that holds Tavorin.so"),
+                          ("TAVORIN_OPENED_MODULE_DIR", "the folder of the module for tests"),
+                          ("TAVORIN_MONITOR_DIR", "the folder of the scripted log monitor")):
         if not os.environ.get(name):
             return "the terminal tests need the environment variable %s: %s" % (name, meaning)
     if not os.access(os.environ["TAVORIN_PYTHON"], os.X_OK):
@@ -103,7 +106,7 @@ def as_text(value):
     return value
 
 
-def _child_environment(home, term, locale, imports):
+def _child_environment(home, term, locale, imports, module_folder):
     """The variables of the child.  The user's own editor settings must not reach it, so its home
     is an empty folder."""
     variables = {name: os.environ[name] for name in _INHERITED_VARIABLES if name in os.environ}
@@ -112,7 +115,7 @@ def _child_environment(home, term, locale, imports):
     variables.update(
         HOME=str(home), LC_ALL=locale, PYTHONDONTWRITEBYTECODE="1",
         PYTHONPATH=os.pathsep.join([os.path.join(_HERE, "child"),
-                                    os.path.abspath(os.environ["TAVORIN_MODULE_DIR"])]),
+                                    os.path.abspath(os.environ[module_folder])]),
         TAVORIN_TEST_IMPORTS=" ".join(imports))
     return variables
 
@@ -131,14 +134,15 @@ class Shell:
 
     def __init__(self, home, *, rows=24, columns=80, term="xterm", locale="C", settings=None,
                  stdin=TERMINAL, stdout=TERMINAL, imports=("Tavorin",), job_control=False,
-                 variables=None):
+                 variables=None, opened=False):
         """Start the child.
 
         `settings` are changes to the terminal's settings before the child starts, such as
         {"ECHO": False, "VERASE": 8}.  With `term` None it has no TERM.  `stdin` and `stdout` are TERMINAL, CLOSED or a descriptor,
         and `stdout` may be PIPE, whose text is then in `piped`.  With `job_control` the child is
         the foreground job of a small shell, so that it can be stopped.  `variables` are further
-        variables of the child's environment.
+        variables of the child's environment.  `opened` imports the module through which a
+        test can call what the delivered one keeps inside.
         """
         self.output = bytearray()   # all that was written to the terminal
         self.errors = bytearray()   # all that the child wrote to its standard error
@@ -160,7 +164,10 @@ class Shell:
         self._partial = {}
         self._readers = {}
         self._open_terminal(rows, columns, settings)
-        self._start(home, term, locale, stdin, stdout, imports, job_control, variables or {})
+        module_folder = "TAVORIN_OPENED_MODULE_DIR" if opened else "TAVORIN_MODULE_DIR"
+        environment = _child_environment(home, term, locale, imports, module_folder)
+        environment.update(variables or {})
+        self._start(home, environment, stdin, stdout, job_control)
         try:
             self.wait_until(lambda: self.has_report("ready"), "the child to start")
         except WaitFailed:
@@ -181,7 +188,7 @@ class Shell:
         self._stream = pyte.ByteStream(self.screen)
         self._readers[self._master] = self._take_output
 
-    def _start(self, home, term, locale, stdin, stdout, imports, job_control, variables):
+    def _start(self, home, environment, stdin, stdout, job_control):
         self._channel, theirs = socket.socketpair()
         self._channel.setblocking(False)
         self._readers[self._channel.fileno()] = self._take_channel
@@ -190,8 +197,6 @@ class Shell:
                    self._new_pipe(self.piped.extend) if stdout == PIPE
                    else self._standard_stream(stdout),
                    self._new_pipe(self.errors.extend)]
-        environment = _child_environment(home, term, locale, imports)
-        environment.update(variables)
         environment["TAVORIN_TEST_CHANNEL"] = str(theirs.fileno())
         command = [os.environ["TAVORIN_PYTHON"], "-c", "import child_side; child_side.main()"]
         inherited = [theirs.fileno()]

@@ -6,7 +6,7 @@ import signal
 
 import pytest
 
-from harness import Returned
+from harness import PIPE, Returned
 
 ASSERTION = re.compile(rb"^[^:\n]*: (?P<file>[^:\n]*):(?P<line>\d+): (?P<function>[^\n]*): "
                        rb"Assertion `(?P<condition>.*)' failed\.$", re.MULTILINE)
@@ -20,7 +20,7 @@ def failed_assertion(shell):
     return tuple(part.decode() for part in found[0])
 
 
-def start_reading_thread(shell):
+def start_reading_thread(shell, wait_for_read=None):
     """Have a second thread read a line, and wait until it does; returns the thread's id."""
     shell.do("import thread, threading, time\n"
              "def read():\n"
@@ -28,7 +28,7 @@ def start_reading_thread(shell):
              "    Tavorin.readline('> ')\n"
              "    report('read')\n")
     shell.do("threading.Thread(target=read).start()")
-    shell.wait_for_prompt()
+    (wait_for_read or shell.wait_for_prompt)()
     return shell.next_report("reader")["thread"]
 
 
@@ -89,6 +89,16 @@ class TestASignalOnTheWrongThread:
         expected = ("Assertion failed: readlineThreadId == pthread_self /src/Cli/Tavorin:515 "
                     "(%d, %d)" % (reader, main))
         assert expected.encode() in bytes(shell.output)
+
+    def test_the_report_is_not_lost_where_output_is_a_pipe(self, terminal):
+        shell = terminal(stdout=PIPE)
+        # Without a prompt, the sign of a read is that Ctrl-Z is handled.
+        start_reading_thread(shell, lambda: shell.wait_until(
+            lambda: int(shell.do("signal_masks()")["SigCgt"], 16) >> (signal.SIGTSTP - 1) & 1,
+            "the thread to read"))
+        self.send(shell, signal.SIGINT)
+        assert shell.wait_for_end() == -signal.SIGABRT
+        assert b"pthread_self /src/Cli/Tavorin:515 (" in bytes(shell.piped)
 
     def test_sigtstp_tells_none(self, shell, reader):
         self.send(shell, signal.SIGTSTP)

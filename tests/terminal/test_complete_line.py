@@ -1,7 +1,5 @@
 """complete_line as a command function: the other way from a key to the Python callable."""
 
-import os
-
 import pytest
 
 from harness import Raised, Returned
@@ -20,9 +18,7 @@ Tavorin.keyBindingsEnabledIs(True)
 @pytest.fixture
 def shell(terminal):
     """A shell in which Ctrl-X runs complete_line with `completer`, which returns `answer`."""
-    shell = terminal(variables={"PYTHONPATH": os.pathsep.join(
-        [os.path.join(os.path.dirname(os.path.abspath(__file__)), "child"),
-         os.environ["TAVORIN_MODULE_WITH_KEY_DIR"]])})
+    shell = terminal(opened=True)
     shell.do(CHILD)
     assert shell.do("ctypes.PyDLL(Tavorin.__file__).bind_complete_line(24)") == 0
     return shell

@@ -189,12 +189,6 @@ def test_a_limit_of_0_switches_recording_off(shell):
     assert lines(shell) == ["after"]
 
 
-def test_with_recording_off_modes_are_still_made_and_selected(shell):
-    shell.do("Tavorin.historyLimitIs(0)")
-    assert add(shell, "line", "A") is True
-    assert shell.do("Tavorin.newHistoryMode('B', 'A')") is None
-
-
 def test_a_negative_limit_is_the_largest(shell):
     assert shell.do("Tavorin.historyLimitIs(-1)") is None
     shell.do("[Tavorin.addHistory('line %d' % n, 'A', '') for n in range(1100)]")

@@ -185,16 +185,17 @@ def test_signals_sent_by_another_process_count_as_their_keys(shell):
     shell.read_line()
 
 
-def test_a_signal_that_waits_for_the_read_ends_it(shell):
-    """The shell blocks SIGINT, gets one, and unblocks it when the line read is under way."""
+@pytest.mark.parametrize("number, outcome", [(signal.SIGINT, CTRL_C), (signal.SIGTSTP, CTRL_Z)])
+def test_a_signal_that_waits_for_the_read_ends_it(shell, number, outcome):
+    """The shell blocks the signal, gets one, and unblocks it when the line read is under way."""
     shell.do("import ctypes\n"
              "libc = ctypes.CDLL(None)\n"
-             "one = (ctypes.c_ulong * 16)(1 << (signal.SIGINT - 1))\n"
-             "report_signals(signal.SIGINT)\n")
+             "one = (ctypes.c_ulong * 16)(1 << (%d - 1))\n"
+             "report_signals(%d)\n" % (number, number))
     shell.do("libc.pthread_sigmask(0, one, None)")
-    shell.signal(signal.SIGINT)
+    shell.signal(number)
     shell.ask("Tavorin.readline('> ')")
-    assert shell.outcome() == CTRL_C
+    assert shell.outcome() == outcome
     assert shell.reports_of("signal") == []
     shell.do("libc.pthread_sigmask(1, one, None)")
     shell.read_line()

@@ -235,9 +235,7 @@ def test_a_prompt_in_unicode_is_encoded(shell):
 def test_reset_input_takes_any_arguments(shell):
     # Set up first, since a reset drops the references that the set-up took.
     shell.do("Tavorin.keyBindingsEnabledIs(True)")
-    shell.ask("Tavorin.resetInput(1, 2)")
-    outcome = shell.outcome()
-    assert not isinstance(outcome, Raised) or outcome.type != "TypeError"
+    assert shell.do("Tavorin.resetInput(1, 'two')") is None
 
 
 class TestKeyBindingsEnabled:

@@ -1,0 +1,34 @@
+// What tests of the module need to reach and the module as it is delivered keeps inside: this is
+// linked with it into a module of the same name, for a test to call through ctypes.
+#include <cstring>
+
+#include "Cli/completion.h"
+#include "Cli/history_store.h"
+#include "editline/readline_layer.h"
+
+#define OPENED extern "C" __attribute__((visibility("default")))
+
+// Binds `key` to complete_line, which no key runs as a command function in the module. Once the
+// module has set the editor up. Returns 0, or -1.
+OPENED int bind_complete_line(int key) {
+  return lineedit::rl_add_defun("test-complete-line", complete_line, key);
+}
+
+// One operation on the history that the editor has, by number or by line. Returns what the editor's
+// history call returns; the line of the event goes to `line`, malloc'ed, or null.
+OPENED int call_history(int operation, int number, const char *text, char **line) {
+  HistEvent event = {};
+  const int result =
+      operation == H_ENTER || operation == H_ADD
+          ? history(lineedit::get_history(), &event, operation, text)
+          : history(lineedit::get_history(), &event, operation, number);
+  *line = event.str != nullptr ? strdup(event.str) : nullptr;
+  return result;
+}
+
+// The key of the current history mode, or null.
+OPENED const char *current_history_mode() {
+  return hist_ctx.current_mode != nullptr ? hist_ctx.current_mode->key : nullptr;
+}
+
+OPENED unsigned history_mode_count() { return hist_ctx.mode_count; }
