@@ -35,7 +35,11 @@ int read_char(FILE *) {
     // Looked up in each pass, since a callback may have switched logging off.
     const int log_fd = add_log_descriptor();
     if (lineedit::rl_wait((fd > log_fd ? fd : log_fd) + 1, &waiting) <= 0) continue;
-    if (log_fd >= 0 && lineedit::wait_set_has(&waiting, log_fd)) vesker_process_event(logWatcher);
+    if (log_fd >= 0 && lineedit::wait_set_has(&waiting, log_fd)) {
+      vesker_process_event(logWatcher);
+      // That may have closed it.
+      lineedit::wait_set_remove(&waiting, log_fd);
+    }
     if (lineedit::wait_set_has(&waiting, fd)) break;
   }
   char key;

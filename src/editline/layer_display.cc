@@ -10,12 +10,12 @@
 
 namespace lineedit {
 
-// Between rl_begin_output and rl_end_output, while the line has not been drawn anew.
+// Between rl_begin_output and rl_end_output, until the line is drawn anew.
 static struct {
   // The terminal's cursor is not where the editor left it.
   bool moved;
-  // Rows from the prompt down to the terminal's cursor, as long as nothing is written. With any,
-  // the terminal is watched.
+  // Rows from the prompt down to the terminal's cursor, as long as nothing is written. The terminal
+  // is watched when there are any.
   int rows;
 } beside;
 
@@ -38,36 +38,55 @@ void rl_begin_output() {
   for (int i = 0; i < rows_below; ++i) fputc('\n', rl_outstream);
   beside.moved = rows_below > 0;
   fflush(rl_outstream);
-  if (beside.rows > 0) watch_output(fileno(rl_outstream));
+  if (beside.rows > 0) begin_output_watch(fileno(rl_outstream));
 }
 
-// Back to the prompt's row, where nothing was written since rl_begin_output.
-static void go_back_to_prompt() {
+static bool nothing_was_written() {
   fflush(rl_outstream);
-  if (beside.rows > 0 && !output_was_written()) {
+  return beside.rows > 0 && !output_was_written();
+}
+
+static bool can_clear() {
+  char *clear = nullptr;
+  el_get(layer.editor, EL_GETTC, "cd", &clear);
+  return clear != nullptr && *clear != '\0';
+}
+
+static bool editing_is_on() {
+  int editing = 0;
+  el_get(layer.editor, EL_EDITMODE, &editing);
+  return editing != 0;
+}
+
+// The editor draws as if the cursor stood at the start of an empty row.
+void rl_forced_update_display() {
+  if (!initialise_layer()) return;
+  if (!layer.has_terminal || !editing_is_on()) return;
+  if (nothing_was_written()) {
     for (int i = 0; i < beside.rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
   }
   beside = {};
-}
-
-void rl_forced_update_display() {
-  if (!initialise_layer()) return;
-  if (!layer.has_terminal) return;
-  go_back_to_prompt();
-  // The editor draws as if the cursor stood at the start of an empty row.
-  fputc('\r', rl_outstream);
-  el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
+  if (can_clear()) {
+    fputc('\r', rl_outstream);
+    el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
+  } else {
+    fputc('\n', rl_outstream);
+  }
   el_set(layer.editor, EL_REFRESH);
 }
 
 void rl_end_output() {
-  if (beside.moved) {
+  if (!layer_is_initialised() || !layer.has_terminal) return;
+  const LineInfoW *line = el_wline(layer.editor);
+  if (rl_done != 0 && line->cursor != line->lastchar) {
     // Nothing more will be typed: what follows on the terminal shall not write over the line.
-    if (rl_done != 0) el_cursor(layer.editor, rl_end);
+    el_cursor(layer.editor, static_cast<int>(line->lastchar - line->cursor));
+    rl_forced_update_display();
+  } else if (beside.moved && nothing_was_written()) {
     rl_forced_update_display();
   }
-  if (beside.rows > 0) output_was_written();
   beside = {};
+  end_output_watch();
 }
 
 }  // namespace lineedit

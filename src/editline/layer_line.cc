@@ -80,7 +80,7 @@ char *readline(const char *prompt) {
   if (!initialise_layer()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
-  set_prompt(prompt != nullptr ? prompt : "");
+  set_prompt(show_upper_rows(prompt != nullptr ? prompt : ""));
   const bool held_here = rl_hold_signals();
   take_signal_handlers();
   char *line = read_line();

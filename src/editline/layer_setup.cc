@@ -42,7 +42,8 @@ static size_t decode_character(wchar_t *out, const char *bytes) {
 
 // libedit 3.1-20221030 shows an invisible sequence with the character after it, and not at all
 // where there is none: a colour switched off at the very end of the prompt would stay on. So such a
-// sequence changes places with the character before it, which is a blank as a rule.
+// sequence changes places with the character before it, which is a blank as a rule; and becomes one
+// with the sequence that it then follows.
 static void save_trailing_sequence(wchar_t *end) {
   if (end - layer.prompt < 3 || end[-1] != L'\001') return;
   wchar_t *start = end - 2;
@@ -51,6 +52,13 @@ static void save_trailing_sequence(wchar_t *end) {
   const wchar_t character = start[-1];
   wmemmove(start - 1, start, static_cast<size_t>(end - start));
   end[-1] = character;
+  if (start - layer.prompt < 2 || start[-2] != L'\001') return;
+  wmemmove(start - 2, start, static_cast<size_t>(end + 1 - start));
+}
+
+// libedit does not draw a character without a width, but a sequence before it is lost with it.
+static bool is_drawn(wchar_t character, bool invisible) {
+  return invisible || character == L'\001' || wcwidth(character) >= 0;
 }
 
 // libedit 3.1-20221030 decodes a narrow prompt itself and dies of a null pointer where the locale
@@ -59,14 +67,24 @@ void set_prompt(const char *bytes) {
   free(layer.prompt);
   layer.prompt = static_cast<wchar_t *>(malloc((strlen(bytes) + 1) * sizeof(wchar_t)));
   wchar_t *out = layer.prompt;
+  bool invisible = false;
   for (bytes = skip_adjoining_markers(bytes); *bytes != '\0';
        bytes = skip_adjoining_markers(bytes)) {
     bytes += decode_character(out, bytes);
     if (*out == L'\002') *out = L'\001';
-    ++out;
+    if (*out == L'\001') invisible = !invisible;
+    if (is_drawn(*out, invisible)) ++out;
   }
   *out = L'\0';
   save_trailing_sequence(out);
+}
+
+const char *show_upper_rows(const char *prompt) {
+  const char *last_break = strrchr(prompt, '\n');
+  if (last_break == nullptr) return prompt;
+  for (; prompt <= last_break; ++prompt)
+    if (layer.has_terminal && *prompt != '\001' && *prompt != '\002') fputc(*prompt, rl_outstream);
+  return prompt;
 }
 
 void make_terminal_raw() {

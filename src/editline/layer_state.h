@@ -46,8 +46,10 @@ size_t encoded_size(size_t length);
 void make_terminal_raw();
 void make_terminal_cooked();
 
-// Replaces the prompt. `bytes` as for readline.
+// Replaces the prompt. `bytes` as for readline, but of one row.
 void set_prompt(const char *bytes);
+// Writes the rows of a prompt but the last, which it returns: the editor draws one row only.
+const char *show_upper_rows(const char *prompt);
 
 // Adds the layer's own commands to the editor and binds the keys that every line has.
 void add_commands(EditLine *editor);

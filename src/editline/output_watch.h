@@ -4,11 +4,13 @@
 
 namespace lineedit {
 
-// Begins to watch the terminal that `fd` is open on. A watch that is on ends first.
-void watch_output(int fd);
+// Begins to watch the terminal that `fd` is open on, and ends that. A watch that is on ends when
+// another begins.
+void begin_output_watch(int fd);
+void end_output_watch();
 
-// Ends the watch. Returns false only when surely nothing was written; true, then, without a watch
-// and where the system refuses one (the terminal is another user's, say).
+// Returns false only when surely nothing was written since the watch began; true, then, without a
+// watch and where the system refuses one (the terminal is another user's, say).
 bool output_was_written();
 
 }  // namespace lineedit

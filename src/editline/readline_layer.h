@@ -64,7 +64,8 @@ extern int rl_completion_invoking_key;
 // The terminal's settings are left as they were. Returns 0, or -1 when either cannot be made.
 int rl_initialize();
 
-// Shows `prompt` (sequences between \001 and \002 take no room; null is none) and reads one line.
+// Shows `prompt` (sequences between \001 and \002 take no room; only its last row is drawn again when
+// the line is; null is none) and reads one line.
 // Returns the line without its newline, malloc'ed and owned by the caller, or null at the end of
 // input, after a failed read, when rl_done ended the read, and where rl_instream was taken away
 // after rl_initialize. Initialises when needed. Errors: none but null. On every way out, a jump out
@@ -83,14 +84,16 @@ int rl_insert_text(const char *text);
 int rl_delete_text(int start, int end);
 
 // Clears the row where the terminal's cursor is, and what is below, and draws prompt and line anew
-// there. Does nothing where there is no terminal.
+// there; in a row of its own where the terminal cannot clear. Does nothing where there is no
+// terminal or the line is not edited.
 void rl_forced_update_display();
 
 // Around code that may write to the terminal beside the line, such as a completer. The first moves
 // the terminal's cursor down to the row in which the line ends, so that nothing of it is written
 // over. Between the two, rl_forced_update_display draws the line in its own place when nothing was
-// written, and else below. The second draws it where that is needed and was not done; with the
-// cursor at its end when rl_done says that the read is over.
+// written, and else below. Where that was not called, the second leaves the display alone, but for
+// two cases: with nothing written it puts the cursor back, and when rl_done says that the read is
+// over the cursor goes behind the line.
 void rl_begin_output();
 void rl_end_output();
 

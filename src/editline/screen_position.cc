@@ -46,13 +46,14 @@ static void draw_character(ScreenPosition *at, wchar_t character, int columns) {
     draw(at, wcwidth(character) > 0 ? wcwidth(character) : 0, columns);
 }
 
+// Of a prompt only characters with a width of their own are drawn.
 static void draw_prompt(ScreenPosition *at, const wchar_t *prompt, int columns) {
   bool invisible = false;
   for (; *prompt != L'\0'; ++prompt) {
     if (*prompt == L'\001')
       invisible = !invisible;
-    else if (!invisible)
-      draw_character(at, *prompt, columns);
+    else if (!invisible && wcwidth(*prompt) > 0)
+      draw(at, wcwidth(*prompt), columns);
   }
 }
 

@@ -1,7 +1,6 @@
 // Which signals reach the process while a line is read, and when.
 #include "signals.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
@@ -9,6 +8,7 @@
 
 #include <cerrno>
 
+#include "kept_descriptor.h"
 #include "layer_state.h"
 #include "readline_layer.h"
 
@@ -66,20 +66,12 @@ static sigset_t signals_to_let_in() {
   return set;
 }
 
-// A new one, with a number that nobody takes for that of a standard stream which is closed.
-static int new_arrivals(const sigset_t *set) {
-  constexpr int lowest = 10;
-  const int made = signalfd(-1, set, SFD_CLOEXEC | SFD_NONBLOCK);
-  const int kept = fcntl(made, F_DUPFD_CLOEXEC, lowest);
-  close(made);
-  return kept;
-}
-
 // Makes `arrivals` tell of the signals to let in. The application may have closed it since the line
 // before, and something else may have its number now.
 static void watch_arrivals() {
   const sigset_t set = signals_to_let_in();
-  if (arrivals < 0 || signalfd(arrivals, &set, 0) < 0) arrivals = new_arrivals(&set);
+  if (arrivals < 0 || signalfd(arrivals, &set, 0) < 0)
+    arrivals = keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 bool rl_hold_signals() {

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "editline/layer_state.h"
 #include "editline/output_watch.h"
 #include "editline/readline_layer.h"
 #include "editline/screen_position.h"
@@ -40,7 +41,7 @@ static const struct {
     {"a tab at the margin", L"", x78 + L"\tb", 1, 1},
     {"a control character", L"", L"\001", 0, 2},
     {"a control character across the margin", L"", x79 + L"\001", 1, 1},
-    {"a line break in the prompt", L"one\n> ", L"ab", 1, 4},
+    {"what has no width in the prompt", L"\a\033[1m> ", L"ab", 0, 7},
 };
 
 LAYER_TEST(ScreenPosition, IsWhereTheEditorDraws) {
@@ -57,6 +58,62 @@ LAYER_TEST(ScreenPosition, CountsOnlyTheCharactersAskedFor) {
   const ScreenPosition at = screen_position(L"> ", L"abcdef", 3, 80);
   EXPECT_EQ(at.row, 0);
   EXPECT_EQ(at.column, 5);
+}
+
+// The position of the terminal's cursor by what the editor wrote, on a screen of 80 columns: the
+// line ends there, and rows are left by line breaks or at their ends only.
+static ScreenPosition cursor_after(const std::string &shown) {
+  ScreenPosition at = {0, 0};
+  for (size_t i = 0; i < shown.size(); ++i) {
+    if (shown[i] == '\033') {
+      while (isalpha(static_cast<unsigned char>(shown[i])) == 0) ++i;
+    } else if (shown[i] == '\r') {
+      at.column = 0;
+    } else if (shown[i] == '\n') {
+      ++at.row;
+    } else if (shown[i] == '\b') {
+      --at.column;
+    } else if (shown[i] == '\a') {
+      continue;
+    } else if (++at.column > 80) {
+      at = {at.row + 1, 1};
+    }
+  }
+  return at;
+}
+
+static const std::string narrow_prompts[] = {
+    "> ",
+    "",
+    "\001\033[1m\002> \001\033[0m\002",
+    "\001\033[1m\002#\001\033[0m\002",
+    "a\tb\ac> ",
+    std::string(90, 'p') + "> ",
+    "one\ntwo> ",
+};
+
+LAYER_TEST(ScreenPosition, IsWhereTheTerminalsCursorEndsUp) {
+  for (const std::string &prompt : narrow_prompts) {
+    for (const size_t length : {0, 1, 60, 77, 78, 79, 80, 81, 200}) {
+      SCOPED_TRACE(prompt + std::to_string(length));
+      fflush(terminal.out);
+      pty_collect(&terminal);
+      const size_t before = terminal.shown.size();
+      ScreenPosition expected = {};
+      ScreenPosition drawn = {};
+      const auto look = [&] {
+        fflush(terminal.out);
+        pty_collect(&terminal);
+        drawn = cursor_after(terminal.shown.substr(before));
+        expected = screen_position(layer.prompt, std::wstring(length, L'x').c_str(), length, 80);
+      };
+      set_script({std::string(length, 'x'), look, "\n"});
+      read_next_line(prompt.c_str());
+      if (prompt.find('\n') != std::string::npos) ++expected.row;
+      EXPECT_EQ(drawn.row, expected.row);
+      EXPECT_EQ(drawn.column, expected.column);
+    }
+  }
 }
 
 // --- Drawing -------------------------------------------------------------------------------------
@@ -174,6 +231,15 @@ LAYER_TEST(Beside, WithNothingWrittenTheCursorIsBroughtBack) {
   }
 }
 
+LAYER_TEST(Beside, WithoutARedrawWhatWasWrittenStands) {
+  for (const auto &place : places) {
+    SCOPED_TRACE(std::to_string(place.length) + place.keys);
+    const std::string shown =
+        beside_the_line(place.length, place.keys, [] { fputs("\nbeside", terminal.out); });
+    EXPECT_EQ(shown, repeated("\r\n", place.rows_below) + "\r\nbeside");
+  }
+}
+
 LAYER_TEST(Beside, TheLineIsDrawnBelowWhatWasWritten) {
   for (const auto &place : places) {
     SCOPED_TRACE(std::to_string(place.length) + place.keys);
@@ -217,7 +283,23 @@ LAYER_TEST(Beside, AReadThatEndsLeavesTheCursorBehindTheLine) {
   EXPECT_EQ(shown.substr(shown.size() - 2), "yz");
 }
 
-LAYER_TEST(Beside, NoDescriptorIsLeftOpen) {
+LAYER_TEST(Beside, AReadOfOneRowThatEndsDoesTheSame) {
+  std::string shown;
+  on_command_key([&] {
+    shown = shown_by([] {
+      rl_begin_output();
+      rl_done = 1;
+      rl_end_output();
+    });
+  });
+  EXPECT_EQ(read_line({"yz", "\001", command_key}), std::nullopt);
+  EXPECT_EQ(shown, "\r\033[J> yz");
+  EXPECT_EQ(read_line({"yz", command_key}), std::nullopt);
+  EXPECT_EQ(shown, "");
+}
+
+LAYER_TEST(Beside, NoMoreDescriptorsAreOpenThanAtFirst) {
+  beside_the_line(50, "\001", [] {});
   const int before = dup(0);
   close(before);
   beside_the_line(50, "\001", [] {});
@@ -226,6 +308,23 @@ LAYER_TEST(Beside, NoDescriptorIsLeftOpen) {
   const int after = dup(0);
   close(after);
   EXPECT_EQ(after, before);
+}
+
+LAYER_TEST(Beside, WithoutEchoNothingIsShown) {
+  struct termios settings = pty_settings(&terminal);
+  settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+  tcsetattr(terminal.slave, TCSANOW, &settings);
+  std::string shown;
+  EXPECT_EQ(read_line({"secret", [&] { shown = shown_by(rl_forced_update_display); }, "\n"}),
+            "secret");
+  EXPECT_EQ(shown, "");
+}
+
+LAYER_TEST(Beside, WithoutTheMeansToClearTheLineGetsARowOfItsOwn) {
+  setenv("TERM", "dumb", 1);
+  std::string shown;
+  EXPECT_EQ(read_line({"abc", [&] { shown = shown_by(rl_forced_update_display); }, "\n"}), "abc");
+  EXPECT_EQ(shown, "\r\n> abc");
 }
 
 LAYER_TEST(Beside, WithoutATerminalNothingIsWritten) {
@@ -244,32 +343,53 @@ LAYER_TEST(Beside, WithoutATerminalNothingIsWritten) {
 // --- Whether anything was written ----------------------------------------------------------------
 
 LAYER_TEST(OutputWatch, SeesWhatIsWritten) {
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   EXPECT_FALSE(output_was_written());
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   ASSERT_EQ(write(terminal.slave, "x", 1), 1);
   EXPECT_TRUE(output_was_written());
 }
 
 LAYER_TEST(OutputWatch, SeesNothingFromBefore) {
   ASSERT_EQ(write(terminal.slave, "x", 1), 1);
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   EXPECT_FALSE(output_was_written());
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   ASSERT_EQ(write(terminal.slave, "x", 1), 1);
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   EXPECT_FALSE(output_was_written());
 }
 
 LAYER_TEST(OutputWatch, SeesNotWhatIsTypedOrEchoed) {
-  watch_output(terminal.slave);
+  begin_output_watch(terminal.slave);
   pty_type(&terminal, "abc\n");
   ASSERT_TRUE(pty_wait_for(&terminal, "abc"));
   EXPECT_FALSE(output_was_written());
 }
 
+LAYER_TEST(OutputWatch, KeepsWhatItHasSeenUntilItEnds) {
+  begin_output_watch(terminal.slave);
+  ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  EXPECT_TRUE(output_was_written());
+  EXPECT_TRUE(output_was_written());
+  begin_output_watch(terminal.slave);
+  EXPECT_FALSE(output_was_written());
+  end_output_watch();
+  EXPECT_TRUE(output_was_written());
+}
+
+LAYER_TEST(OutputWatch, WorksOnAfterTheApplicationClosedItsDescriptors) {
+  begin_output_watch(terminal.slave);
+  end_output_watch();
+  close_range(10, ~0U, 0);
+  begin_output_watch(terminal.slave);
+  EXPECT_FALSE(output_was_written());
+  ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  EXPECT_TRUE(output_was_written());
+}
+
 LAYER_TEST(OutputWatch, TakesOutputForGrantedWhereItCannotSee) {
   EXPECT_TRUE(output_was_written());
-  watch_output(-1);
+  begin_output_watch(-1);
   EXPECT_TRUE(output_was_written());
 }
