@@ -14,14 +14,19 @@ OPENED int bind_complete_line(int key) {
   return lineedit::rl_add_defun("test-complete-line", complete_line, key);
 }
 
+// Runs one command line of the editor's.
+OPENED int run_editor_command(const char *line) { return lineedit::rl_parse_and_bind(line); }
+
+// The rows and the columns that the editor takes the screen for.
+OPENED void screen_size(int *size) { lineedit::rl_get_screen_size(&size[0], &size[1]); }
+
 // One operation on the history that the editor has, by number or by line. Returns what the editor's
 // history call returns; the line of the event goes to `line`, malloc'ed, or null.
 OPENED int call_history(int operation, int number, const char *text, char **line) {
   HistEvent event = {};
-  const int result =
-      operation == H_ENTER || operation == H_ADD
-          ? history(lineedit::get_history(), &event, operation, text)
-          : history(lineedit::get_history(), &event, operation, number);
+  const int result = operation == H_ENTER || operation == H_ADD
+                         ? history(lineedit::get_history(), &event, operation, text)
+                         : history(lineedit::get_history(), &event, operation, number);
   *line = event.str != nullptr ? strdup(event.str) : nullptr;
   return result;
 }

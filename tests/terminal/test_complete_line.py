@@ -26,8 +26,7 @@ def shell(terminal):
 
 def begin(shell, answer, keys, completer="completer"):
     shell.do("answer = " + answer)
-    shell.ask("Tavorin.readline('> ', %s)" % completer)
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', %s)" % completer)
     shell.type(keys)
 
 

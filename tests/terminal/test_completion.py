@@ -21,8 +21,7 @@ def shell(shell):
 def complete(shell, answer, keys, call="Tavorin.readline('> ', completer)"):
     """Read a line by `keys`, in which the completer answers `answer` each time."""
     shell.do("answer = %s" % answer)
-    shell.ask(call)
-    shell.wait_for_prompt()
+    shell.begin_line(call=call)
     shell.type(keys)
     return shell.outcome()
 
@@ -243,7 +242,47 @@ class TestWhichCallable:
         self.read(shell, "Tavorin.simpleReadline('> ')", "a1b")
 
 
+def test_files_are_never_completed(terminal):
+    """Neither with a completer nor without; the editor would complete file names by itself."""
+    shell = terminal()
+    shell.do("os.mkdir('files')\nos.chdir('files')\nopen('version', 'w').close()")
+    shell.do(COMPLETER + "answer = None")
+    for call in ("Tavorin.readline('> ', completer)", "Tavorin.readline('> ')",
+                 "Tavorin.simpleReadline('> ')"):
+        shell.begin_line("ver", call)
+        shell.type("<tab>?<tab><enter>")
+        assert shell.outcome() == Returned("ver")
+
+
+def test_a_completer_that_prints_and_adds_nothing_has_the_line_drawn_again(shell):
+    shell.do("def completer(key, line, position):\n"
+             "    sys.stdout.write('\\nversion\\n')\n"
+             "    sys.stdout.flush()\n"
+             "    return ''\n")
+    shell.begin_line("show ", "Tavorin.readline('> ', completer)")
+    shell.type("<tab>")
+    shell.wait_for_row(1, "version")
+    shell.wait_for_row(2, "> show")
+    shell.wait_for_cursor(2, 7)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("show ")
+
+
 class TestKeyBindingsSwitched:
+    def test_on_makes_all_of_the_bindings_again(self, terminal):
+        """Also where they were on already."""
+        shell = terminal(opened=True)
+        shell.do(COMPLETER)
+        shell.do("import ctypes\ninside = ctypes.PyDLL(Tavorin.__file__)")
+        shell.do("Tavorin.keyBindingsEnabledIs(True)")
+        for key in ("^I", "?", "^R", "^W"):
+            assert shell.do("inside.run_editor_command('bind %s ed-insert')" % key) == 0
+        assert complete(shell, "'-'", "one two<ctrl-w>?<enter>") == Returned("one two\x17?")
+        shell.do("Tavorin.keyBindingsEnabledIs(True)")
+        assert complete(shell, "'-'", "one two<ctrl-w>?<enter>") == Returned("one -")
+        shell.do("Tavorin.addHistory('an older line', 'exec', '')")
+        assert complete(shell, "'-'", "<ctrl-r>old<esc><enter>").value == "an older line"
+
     def test_off_both_keys_insert_themselves(self, shell):
         shell.do("Tavorin.keyBindingsEnabledIs(False)")
         assert complete(shell, "'no'", "a?b<tab><enter>") == Returned("a?b\t")

@@ -13,6 +13,8 @@ PROMPTS = {
     "with colours": (r"\001\033[1m\002sw1\001\033[0m\002> ", "sw1> "),
     "all in colour": (r"\001\033[1m\002sw1> \001\033[0m\002", "sw1> "),
     "wider than a row": ("device-in-a-far-town> ", "device-in-a-far-town> "),
+    "one coloured character": (r"\001\033[1m\002#\001\033[0m\002", "#"),
+    "with what has no width": (r"\a\a\033sw1> ", "sw1> "),
     "empty": ("", ""),
 }
 
@@ -69,6 +71,29 @@ def test_a_completed_line_stands_in_its_own_place(terminal, prompt, length, keys
     Wrapped(seen + "0" + line + "WXYZ9", COLUMNS).wait(shell)
     shell.type("<enter>")
     assert shell.outcome() == Returned("0" + line + "WXYZ9")
+
+
+def test_the_upper_row_of_a_prompt_stays(terminal):
+    shell = terminal(columns=COLUMNS, rows=16)
+    shell.do(COMPLETER)
+    shell.do("answer, output, program = 'x', '', ''")
+    shell.ask(r"Tavorin.readline('\001\033[1m\002one\001\033[0m\002\ntwo> ', completer)")
+    shell.wait_for_prompt("two> ")
+    shell.type("ab<tab>")
+    Wrapped("two> abx", COLUMNS).wait(shell, above=["one"])
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("abx")
+
+
+def test_a_line_made_shorter_where_nothing_can_be_cleared(terminal):
+    shell = terminal(columns=COLUMNS, rows=16, term="dumb")
+    shell.do(COMPLETER)
+    shell.do("answer, output, program = '\\b\\b', '', ''")
+    shell.begin_line(call="Tavorin.readline('> ', completer)")
+    shell.type("abcd<tab>")
+    Wrapped("> ab", COLUMNS).wait(shell, above=["> abcd"])
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("ab")
 
 
 @pytest.mark.parametrize("answer", [None, ""])
@@ -129,9 +154,10 @@ def test_a_list_that_another_program_writes(terminal, where):
     assert shell.outcome() == Returned(line)
 
 
+@pytest.mark.parametrize("length", [6, 50])
 @pytest.mark.parametrize("keys", ["", "<ctrl-a>"])
-def test_an_exception_leaves_the_cursor_behind_the_line(terminal, keys):
-    line = some_line(50)
+def test_an_exception_leaves_the_cursor_behind_the_line(terminal, keys, length):
+    line = some_line(length)
     shell, seen, _ = begin(terminal, "plain", line, keys, answer=42)
     shell.type("<tab>")
     assert shell.outcome().type == "TypeError"
@@ -142,8 +168,7 @@ def test_a_line_taller_than_the_screen(terminal):
     shell = terminal(columns=COLUMNS, rows=4)
     shell.do(COMPLETER)
     shell.do("answer, output, program = 'xyz', '', ''")
-    shell.ask("Tavorin.readline('> ', completer)")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', completer)")
     line = some_line(150)
     shell.type(line)
     shell.wait_for_cursor_row(("> " + line)[140:])
@@ -159,8 +184,7 @@ def test_terminals_of_every_ability_complete(terminal, term):
     shell = terminal(columns=COLUMNS, term=term)
     shell.do(COMPLETER)
     shell.do("answer, output, program = 'xyz', '', ''")
-    shell.ask("Tavorin.readline('> ', completer)")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', completer)")
     shell.type(line + "<left><tab>w<enter>")
     assert shell.outcome() == Returned(line + "xyzw")
     shell.assert_settings_as_before()

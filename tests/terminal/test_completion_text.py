@@ -33,8 +33,7 @@ def recall_and_type(shell, line, answer, keys, end="<enter>"):
     shell.do("answer = %s" % answer)
     if line:
         shell.do("Tavorin.addHistory(%s, 'exec', '')" % literal(line))
-    shell.ask("Tavorin.readline('> ', completer, 'exec')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', completer, 'exec')")
     shell.type(("<up>" if line else "") + keys + end)
 
 
@@ -91,8 +90,7 @@ def test_wide_characters_stand_where_they_belong(terminal):
     shell.do(SET_LOCALE)
     shell.do("answer = %s" % literal("\b語x"))
     shell.do("Tavorin.addHistory(%s, 'exec', '')" % literal("日本" * 8))
-    shell.ask("Tavorin.readline('> ', completer, 'exec')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', completer, 'exec')")
     shell.type("<up>")
     shell.wait_for_cursor(1, 14)
     shell.type("<ctrl-a><tab>")

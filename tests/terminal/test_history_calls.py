@@ -52,8 +52,7 @@ def test_a_new_mode_is_not_selected(shell):
     """A line that readline recalls is one of the mode in force, which a new mode must not change."""
     add(shell, "of A", "A")
     shell.do("Tavorin.newHistoryMode('B', '')")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("of A")
 
@@ -86,8 +85,7 @@ def test_the_parent_of_a_known_mode_is_not_looked_at(shell):
 def test_a_refused_line_leaves_the_mode_in_force(shell):
     add(shell, "of A", "A")
     add(shell, "refused", "new", "unknown")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("of A")
 
@@ -136,8 +134,7 @@ def test_listing_neither_selects_a_mode_nor_moves_the_cursor(shell):
     add(shell, "of A", "A")
     add(shell, "of B", "B")
     lines(shell, "A")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("of B")
 
@@ -222,8 +219,7 @@ table = (Row * 14).in_dll(ctypes.CDLL(Tavorin.__file__), 'history_saved_invokers
         "non-incremental-reverse-search-history-again", "previous-history",
         "reverse-search-history", "vi-fetch-history", None]
     add(shell, "line", "A")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("line")
 
@@ -236,8 +232,7 @@ def test_recording_before_the_first_readline_makes_no_editor(shell):
     assert shell.do("Tavorin.keyBindingsEnabled()") is False
     assert bytes(shell.output) == b""
     shell.assert_settings_as_before()
-    shell.ask("Tavorin.readline('> ', None, 'A')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', None, 'A')")
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("early")
 
@@ -253,13 +248,11 @@ def test_clearing_before_the_first_readline_makes_no_editor(shell):
 
 def test_lines_recorded_after_a_simple_read_are_kept(shell):
     """simpleReadline may make an editor before the module does, with a history of its own."""
-    shell.ask("Tavorin.simpleReadline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.simpleReadline('> ')")
     shell.type("simple<enter>")
     assert shell.outcome() == Returned("simple")
     add(shell, "kept", "A")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned("kept")
 

@@ -97,8 +97,7 @@ def screen_rows(text, columns):
 def test_editing(shell, row):
     if not row.bindings:
         shell.do("Tavorin.keyBindingsEnabledIs(False)")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type(row.keys)
     shown = "> " + (row.line if row.row is None else row.row)
     for number, text in enumerate(screen_rows(shown, 80)):
@@ -114,8 +113,7 @@ def test_editing(shell, row):
                          ids=lambda row: row.name)
 def test_editing_at_once(shell, row):
     """All keys and the Enter arrive together, as from a paste or a slow connection."""
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type(row.keys + "<enter>")
     assert shell.outcome() == Returned(row.line)
 
@@ -133,8 +131,7 @@ def test_editing_at_other_terminals(terminal, term):
     for row in ROWS:
         set_bindings(shell, row.bindings)
         shell.screen.reset()
-        shell.ask("Tavorin.readline('> ')")
-        shell.wait_for_prompt()
+        shell.begin_line()
         shell.type(row.keys)
         shown = "> " + (row.line if row.row is None else row.row)
         for number, text in enumerate(screen_rows(shown, 80)):
@@ -152,8 +149,7 @@ def test_editing_at_terminals_of_little_or_no_ability(terminal, term):
     shell = terminal(term=term)
     for row in ROWS:
         set_bindings(shell, row.bindings)
-        shell.ask("Tavorin.readline('> ')")
-        shell.wait_for_prompt()
+        shell.begin_line()
         shell.type(row.keys + "<enter>")
         assert (row.name, shell.outcome()) == (row.name, Returned(row.line))
     shell.assert_settings_as_before()
@@ -161,46 +157,40 @@ def test_editing_at_terminals_of_little_or_no_ability(terminal, term):
 
 @pytest.mark.parametrize("end", ["<ctrl-m>", "<ctrl-j>"])
 def test_both_ends_of_line(shell, end):
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("ab" + end)
     assert shell.outcome() == Returned("ab")
 
 
 def test_enter_in_the_middle_takes_the_whole_line(shell):
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("abcd<left><left><enter>")
     assert shell.outcome() == Returned("abcd")
 
 
 def test_a_line_longer_than_the_editor_s_first_buffer(shell):
     line = "".join("%04d " % number for number in range(0, 3000, 5))
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type(line + "<enter>")
     assert shell.outcome() == Returned(line)
 
 
 @pytest.mark.xfail(reason="the engine (libedit 3.1-20221030) restores a line that it never saved")
 def test_down_without_history_keeps_the_line(shell):
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("ab<down>c<enter>")
     assert shell.outcome() == Returned("abc")
 
 
 def test_a_search_given_up_leaves_the_line_and_the_next_one_right(shell):
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("ab<ctrl-r>")
     shell.wait_for_screen("bck:")
     shell.type("<ctrl-g>")
     shell.wait_for_row(0, "> ab")
     shell.type("c<enter>")
     assert shell.outcome() == Returned("abc")
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("next<enter>")
     assert shell.outcome() == Returned("next")
 
@@ -297,8 +287,7 @@ class TestScreen:
 
     def test_a_line_that_wraps_can_be_edited_at_its_start(self, terminal):
         shell = terminal(columns=20)
-        shell.ask("Tavorin.readline('> ')")
-        shell.wait_for_prompt()
+        shell.begin_line()
         shell.type("0123456789" * 3 + "<ctrl-a>ab")
         shell.wait_for_row(0, "> ab0123456789012345")
         shell.wait_for_row(1, "67890123456789")
@@ -320,7 +309,6 @@ class TestScreen:
 
     def test_a_terminal_of_unknown_size(self, terminal):
         shell = terminal(rows=0, columns=0)
-        shell.ask("Tavorin.readline('> ')")
-        shell.wait_for_prompt()
+        shell.begin_line()
         shell.type("ac<left>b<enter>")
         assert shell.outcome() == Returned("abc")

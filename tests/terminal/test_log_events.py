@@ -7,7 +7,7 @@ import pytest
 
 from harness import Raised, Returned
 from monitor import CALLBACK, ScriptedMonitor
-from processes import state
+from processes import processor_seconds, state
 from screen import Wrapped
 from test_broken_invariants import failed_assertion
 
@@ -100,6 +100,55 @@ def test_a_result_above_0_has_the_line_drawn_again(watched, result):
     shell.wait_for_row(1, "> half")
     shell.type("<enter>")
     assert shell.outcome() == Returned("half")
+
+
+@pytest.mark.parametrize("keys", ["", "<ctrl-a>"])
+def test_without_being_asked_a_message_under_several_rows_stays(watched, keys):
+    shell, monitor = watched(
+        callback="lambda *both: (sys.stdout.write('\\r\\nnews'), sys.stdout.flush(), "
+                 "report('log'))[2]", columns=20)
+    read(shell)
+    line = Wrapped("> " + "x" * 50, 20, 2 if keys else None)
+    shell.type("x" * 50 + keys)
+    line.wait(shell)
+    monitor.send((1, 2))
+    shell.next_report("log")
+    shell.wait_for_cursor(3, 4)
+    for number, row in enumerate(line.rows + ["news", ""]):
+        shell.wait_for_row(number, row)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("x" * 50)
+
+
+@pytest.mark.parametrize("prompt, rows_above, last_row", [
+    (r"\001\033[1m\002sw1\001\033[0m\002> ", [], "sw1> "),
+    (r"\001\033[1m\002#\001\033[0m\002", [], "#"),
+    (r"one\ntwo> ", ["one"], "two> "),
+    (r"\a\a> ", [], "> "),
+])
+def test_a_message_under_a_prompt_of_any_kind(watched, prompt, rows_above, last_row):
+    shell, monitor = watched(columns=20)
+    shell.ask("Tavorin.readline('%s')" % prompt)
+    shell.wait_until(shell.is_editing, "a line to be edited")
+    shell.type("x" * 30 + "<ctrl-a>")
+    line = Wrapped(last_row + "x" * 30, 20, len(last_row))
+    line.wait(shell, above=rows_above)
+    monitor.send((3, 4))
+    line.wait(shell, above=rows_above + line.rows + ["log 3 4"])
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("x" * 30)
+
+
+def test_what_is_not_echoed_is_not_shown_by_a_message(watched):
+    shell, monitor = watched(settings={"ECHO": False, "ICANON": False})
+    shell.ask("Tavorin.readline('password: ')")
+    shell.wait_for_prompt("password: ", editing=False)
+    shell.type("secret")
+    monitor.send((1, 1))
+    shell.wait_for_screen("log 1 1")
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("secret")
+    assert b"secret" not in bytes(shell.output)
 
 
 def test_a_silent_callback_leaves_a_line_of_several_rows_as_it_was(watched):
@@ -300,6 +349,49 @@ def test_a_callback_may_switch_logging_off(watched):
     assert shell.outcome() == Returned("keys")
     assert shell.do("events") == [[1, 1]]
     assert monitor.calls() == ["open " + monitor.name, "process", "close"]
+
+
+@pytest.mark.parametrize("number", [0, 30])
+def test_after_a_callback_has_switched_logging_off_the_wait_is_one(watched, terminal, number):
+    """Also where the terminal's descriptor is above that of the log, which is closed now."""
+    shell, monitor = watched(callback="lambda *both: (Tavorin.loggingSyncEnabledIs(''), "
+                                      "report('log'))[1]")
+    shell.do("os.dup2(0, %d)\nsys.stdin = os.fdopen(%d)" % (number, number))
+    read(shell)
+    monitor.send((1, 1))
+    shell.next_report("log")
+    shell.wait_until(lambda: state(shell.pid) == "S", "the shell to be waiting")
+    before = processor_seconds(shell.pid)
+    assert terminal().do("sum(range(1000000))") == 499999500000
+    assert processor_seconds(shell.pid) == before
+    shell.type("keys<enter>")
+    assert shell.outcome() == Returned("keys")
+
+
+# --- References
+
+def test_the_module_takes_no_reference_to_the_callback(watched):
+    shell, monitor = watched()
+    count = "sys.getrefcount(callback)"
+    before = shell.do(count)
+    shell.do("Tavorin.loggingSyncEnabledIs('')")
+    assert shell.do(count) == before
+    shell.do("Tavorin.loggingSyncEnabledIs(%r, callback)" % monitor.name)
+    assert shell.do(count) == before
+
+
+@pytest.mark.parametrize("result", ["1234567", "None", "[]", "text"])
+def test_results_hold_their_references(watched, result):
+    shell, monitor = watched(callback="lambda *both: (events.append(both), result)[1]")
+    shell.do("text = 'not a number'\nresult = %s" % result)
+    before = shell.do("[sys.getrefcount(result), sys.getrefcount(None)]")
+    read(shell)
+    monitor.send(*[(number, 0) for number in range(1000)])
+    shell.wait_until(lambda: not monitor.pending(), "all events to be taken")
+    shell.type("<enter>")
+    shell.outcome()
+    after = shell.do("[sys.getrefcount(result), sys.getrefcount(None)]")
+    assert max(abs(a - b) for a, b in zip(before, after)) < 50
 
 
 # --- Callbacks that fail

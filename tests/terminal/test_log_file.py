@@ -19,8 +19,7 @@ def start(terminal, tmp_path, **options):
     shell = terminal(**options)
     shell.do(CALLBACK)
     shell.do("Tavorin.loggingSyncEnabledIs(%r, on_log)" % str(log))
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("half a line")
     shell.wait_for_row(0, "> half a line")
     return shell, log

@@ -150,8 +150,7 @@ class TestBesideTheInterpretersReadline:
         shell.do("try:\n    import readline\n"
                  "except ImportError:\n    import imp; sys.modules['readline'] = "
                  "imp.new_module('readline')")
-        shell.ask("Tavorin.readline('> ')")
-        shell.wait_for_prompt()
+        shell.begin_line()
         shell.type("ab<left>c<enter>")
         assert shell.outcome() == Returned("acb")
 

@@ -239,8 +239,7 @@ class TestReplacedStreams:
         shell.do("kept = sys.stdin, sys.stdout")
         shell.do(replacement.format(name))
         for line in ("abc", "def"):
-            shell.ask("Tavorin.readline('> ')")
-            shell.wait_for_prompt()
+            shell.begin_line()
             shell.type(line + "x<backspace><enter>")
             assert shell.outcome() == Returned(line)
             shell.assert_settings_as_before()

@@ -54,8 +54,7 @@ def test_each_operation_reaches_its_function(shell):
 
 
 def test_a_line_recorded_after_one_was_recalled_is_a_line_of_its_own(shell):
-    shell.ask("Tavorin.readline('> ', None, 'A')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', None, 'A')")
     shell.type("<up><up><enter>")
     assert shell.outcome() == Returned("two")
     shell.do("Tavorin.addHistory('two', 'A', '')")
@@ -98,8 +97,7 @@ def test_two_empty_keys_make_two_modes(shell):
 
 
 def test_a_read_with_an_unknown_parent_leaves_no_mode(shell):
-    shell.ask("Tavorin.readline('> ', None, 'B', 'unknown')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', None, 'B', 'unknown')")
     shell.type("<enter>")
     assert shell.outcome() == Returned("")
     assert shell.do("inside.current_history_mode()") is None

@@ -51,8 +51,7 @@ def second():
 
 
 def read_line(shell, keys="typed<enter>"):
-    shell.ask("Tavorin.readline('> ', None, 'exec', '')")
-    shell.wait_for_prompt()
+    shell.begin_line(call="Tavorin.readline('> ', None, 'exec', '')")
     shell.type(keys)
     return shell.outcome()
 

@@ -132,8 +132,7 @@ class TestWindowSize:
     def test_every_change_counts(self, shell, call):
         """Smaller and larger by turns, with keys between."""
         line = ""
-        shell.ask(call)
-        shell.wait_for_prompt()
+        shell.begin_line(call=call)
         for number, columns in enumerate((40, 10, 132, 7, 80, 20, 3, 300, 15)):
             shell.resize(5 + number, columns)
             text = "%d-4567890123456789 " % number
@@ -153,8 +152,7 @@ class TestWindowSize:
 
     def test_a_storm_of_changes_while_typing(self, shell, call):
         line = "".join("%d" % (number % 10) for number in range(300))
-        shell.ask(call)
-        shell.wait_for_prompt()
+        shell.begin_line(call=call)
         for number, digit in enumerate(line):
             shell.type(digit)
             if number % 3 == 0:
@@ -195,8 +193,7 @@ class TestASignalWithEveryKey:
     def shell(self, terminal, call):
         shell = terminal(columns=600)
         shell.do("report_signals(signal.SIGUSR1)")
-        shell.ask(call)
-        shell.wait_for_prompt()
+        shell.begin_line(call=call)
         for key in self.TEXT:
             shell.signal(signal.SIGUSR1)
             shell.type(key)

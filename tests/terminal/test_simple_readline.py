@@ -206,3 +206,20 @@ class TestAnExceptionInTheCompleter:
         shell.type("<enter>")
         assert shell.outcome() == Raised("ValueError", "from abc")
         shell.read_line()
+
+
+def test_it_does_not_become_the_reading_thread(shell):
+    """That is the thread of the latest readline call."""
+    shell.do("import ctypes, threading\n"
+             "id_of_reader = ctypes.c_ulong.in_dll(ctypes.CDLL(Tavorin.__file__), "
+             "'readlineThreadId')\n"
+             "def read():\n    report('read', line=Tavorin.simpleReadline('> '))")
+    shell.read_line()
+    before = shell.do("id_of_reader.value")
+    assert before != 0
+    shell.do("reader = threading.Thread(target=read)\nreader.start()")
+    shell.wait_for_prompt()
+    shell.type("abc<enter>")
+    assert shell.next_report("read")["line"] == "abc"
+    shell.do("reader.join()")
+    assert shell.do("id_of_reader.value") == before

@@ -10,8 +10,7 @@ def set_up(shell):
 
 
 def type_line(shell, length):
-    shell.ask("Tavorin.readline('> ')")
-    shell.wait_for_prompt()
+    shell.begin_line()
     shell.type("x" * length)
 
 
@@ -35,14 +34,19 @@ def test_the_line_wraps_at_the_given_width(sizeless):
     assert sizeless.outcome() == Returned("y" + "x" * 60)
 
 
-def test_the_rows_are_kept(sizeless):
-    """On a screen of one row a second row of the line would scroll it away."""
-    sizeless.do("Tavorin.TerminalWidthIs(40)")
-    type_line(sizeless, 100)
-    sizeless.wait_for_cursor(2, 22)
-    assert sizeless.row(0) == "> " + "x" * 38
-    sizeless.type("<enter>")
-    sizeless.outcome()
+@pytest.mark.parametrize("rows", [5, 24, 60])
+def test_the_rows_are_kept(terminal, rows):
+    shell = terminal(rows=rows, columns=0, opened=True)
+    set_up(shell)
+    shell.do("import ctypes\n"
+             "size = (ctypes.c_int * 2)()\n"
+             "def screen_size():\n"
+             "    ctypes.PyDLL(Tavorin.__file__).screen_size(size)\n"
+             "    return list(size)\n")
+    shell.read_line()   # at its beginning the editor asks the terminal
+    assert shell.do("screen_size()") == [rows, 80]
+    shell.do("Tavorin.TerminalWidthIs(40)")
+    assert shell.do("screen_size()") == [rows, 40]
 
 
 def test_a_later_width_replaces_an_earlier_one(sizeless):
