@@ -1,23 +1,179 @@
-// The bulk-input guard: its operation code, and the setter that refuses it.
+// The bulk-input guard, over libedit's public interface: the marks, the reader that echoes in bulk
+// mode, and the line reading that switches the terminal and the mode.
+//
+// libedit (3.1-20221030) leaves the terminal in the mode that it has while its editing is off. That
+// is what keeps it raw from one line of a flood to the next; but it takes that editing goes off
+// before libedit ends the edited line, where it would give the terminal back. So the check of such
+// a line is made when the key that ends it is read, and taken back should the line go on.
 #include "bulk_guard.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
 
 #include "layer_state.h"
 
 namespace lineedit {
 
-// Of our engine. The stock library gives the same number to a setting of its own (EL_SAFEREAD), so
-// it must never get there.
-static constexpr int EL_TTY_OVERFLOW_FIX = 25;
+// Editing goes off when more bytes than the one are waiting, and back on when fewer than the other.
+static constexpr int high_water_mark = 1999;
+static constexpr int low_water_mark = 1001;
 
-// The narrow setter knows the operations up to 24 and answers -1 to every other.
-static int el_set(EditLine *editor, int operation, int value) {
-  return operation > EL_ALIAS_TEXT ? -1 : ::el_set(editor, operation, value);
+static struct {
+  // The editor whose guard is armed, or null; the process has one editor.
+  EditLine *armed_for;
+  // Where the editor got its characters from before it was armed.
+  el_rfunc_t reader;
+  // In the line being read:
+  bool reading_plainly;  // editing was off from its beginning
+  bool checked;          // the check was made when the latest key was read
+  bool went_off_at_key;  // and switched editing off
+  bool terminal_failed;  // it could not be made raw, so editing is off for this line only
+} guard;
+
+// --- Setting it ----------------------------------------------------------------------------------
+
+static bool editing_is_on(EditLine *editor) {
+  int editing = 0;
+  el_get(editor, EL_EDITMODE, &editing);
+  return editing != 0;
 }
 
+static void set_editing(EditLine *editor, bool on) { el_set(editor, EL_EDITMODE, on ? 1 : 0); }
+
+static int input_of(EditLine *editor) {
+  FILE *in = nullptr;
+  el_get(editor, EL_GETFP, 0, &in);
+  return fileno(in);
+}
+
+bool bulk_guard_is_armed(EditLine *editor) {
+  return guard.armed_for == editor && editor != nullptr;
+}
+
+void bulk_guard_forget() { guard = {}; }
+
 void rl_tty_overflow_fix(int on) {
-  int editing = 0;
-  el_get(layer.editor, EL_EDITMODE, &editing);
-  if (editing != 0) el_set(layer.editor, EL_TTY_OVERFLOW_FIX, on);
+  if (editing_is_on(layer.editor)) el_set(layer.editor, EL_TTY_OVERFLOW_FIX, on);
+}
+
+// --- The check -----------------------------------------------------------------------------------
+
+bool bulk_guard_check(int fd, bool editing) {
+  int waiting = 0;
+  ioctl(fd, FIONREAD, &waiting);
+  return editing ? waiting <= high_water_mark : waiting < low_water_mark;
+}
+
+static bool ends_line(wchar_t character) { return character == L'\n' || character == L'\r'; }
+
+static void check_at_key(EditLine *editor) {
+  guard.checked = true;
+  guard.went_off_at_key = !bulk_guard_check(input_of(editor), true);
+  if (guard.went_off_at_key) set_editing(editor, false);
+}
+
+// The line has not ended with the key after which it was checked.
+static void take_check_back(EditLine *editor) {
+  if (guard.went_off_at_key) set_editing(editor, true);
+  guard.checked = guard.went_off_at_key = false;
+}
+
+// The low-order byte is all that is written of a character, to where it came from: the terminal is
+// raw and shows bytes as they are.
+static void echo(EditLine *editor, wchar_t character) {
+  const char byte = static_cast<char>(character);
+  [[maybe_unused]] const ssize_t written = write(input_of(editor), &byte, 1);
+}
+
+// The character reader of an armed editor.
+static int read_guarded(EditLine *editor, wchar_t *character) {
+  if (guard.checked) take_check_back(editor);
+  const int got = guard.reader(editor, character);
+  if (got != 1 || guard.terminal_failed) return got;
+  if (guard.reading_plainly)
+    echo(editor, *character);
+  else if (ends_line(*character))
+    check_at_key(editor);
+  return got;
+}
+
+void bulk_guard_set(EditLine *editor, bool armed) {
+  if (armed == bulk_guard_is_armed(editor)) return;
+  if (armed) {
+    guard = {};
+    el_get(editor, EL_GETCFN, &guard.reader);
+    el_set(editor, EL_GETCFN, read_guarded);
+    guard.armed_for = editor;
+  } else {
+    el_set(editor, EL_GETCFN, guard.reader);
+    guard = {};
+  }
+}
+
+// --- Reading a line ------------------------------------------------------------------------------
+
+static bool nothing_waits(EditLine *editor) {
+  int waiting = 0;
+  ioctl(input_of(editor), FIONREAD, &waiting);
+  return waiting == 0;
+}
+
+// libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
+// through the driver's line editing and change the line. Returns whether a line is to be read.
+static bool switch_to_raw_mode(EditLine *editor) {
+  const bool cooked = layer.has_terminal && !layer.terminal_is_raw;
+  const bool nothing_to_read = cooked && nothing_waits(editor);
+  guard.terminal_failed = !make_terminal_raw();
+  if (!guard.terminal_failed) return true;
+  if (nothing_to_read) return false;
+  FILE *errors = nullptr;
+  el_get(editor, EL_GETFP, 2, &errors);
+  fputs("Could not set rawmode.\n", errors);
+  fflush(errors);
+  return true;
+}
+
+// At the end of a line that was not checked at its last key. Bulk mode wants the terminal raw, and
+// libedit has given it back at the end of an edited line.
+static void check_after_line(EditLine *editor) {
+  const bool editing = bulk_guard_check(input_of(editor), editing_is_on(editor));
+  set_editing(editor, editing);
+  if (!editing) make_terminal_raw();
+}
+
+static bool returns_single_characters(EditLine *editor) {
+  int unbuffered = 0;
+  el_get(editor, EL_UNBUFFERED, &unbuffered);
+  return unbuffered != 0;
+}
+
+// libedit's own reading, and what it leaves the terminal in.
+static const wchar_t *read_in_mode(EditLine *editor, int *count) {
+  guard.reading_plainly = !layer.has_terminal || !editing_is_on(editor);
+  guard.checked = guard.went_off_at_key = false;
+  const wchar_t *line = ::el_wgets(editor, count);
+  if (!guard.reading_plainly && editing_is_on(editor) && !returns_single_characters(editor))
+    layer.terminal_is_raw = false;
+  return line;
+}
+
+const wchar_t *el_wgets(EditLine *editor, int *count) {
+  *count = 0;
+  if (!switch_to_raw_mode(editor)) {
+    errno = 0;
+    return nullptr;
+  }
+  // libedit edits on a raw terminal only, and takes any other for one that is at its end.
+  if (guard.terminal_failed) set_editing(editor, false);
+  const wchar_t *line = read_in_mode(editor, count);
+  const int error = errno;
+  if (guard.terminal_failed) set_editing(editor, true);
+  if (bulk_guard_is_armed(editor) && !guard.checked) check_after_line(editor);
+  errno = error;
+  return line;
 }
 
 }  // namespace lineedit

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "bulk_guard.h"
 #include "layer_state.h"
 #include "readline_layer.h"
 #include "signals.h"
@@ -58,13 +59,10 @@ void publish_line() {
 // one, and its count can be larger than the line it returns (after a line over 1023 characters, Up
 // and Down). So the line is taken wide, measured, and encoded here.
 static char *read_line() {
-  // libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
-  // through the driver's line editing and change the line.
-  read_terminal_settings(&layer.line_start, fileno(rl_instream));
-  make_terminal_raw();
+  if (!layer.terminal_is_raw) read_terminal_settings(&layer.line_start, fileno(rl_instream));
   int count = 0;
-  const wchar_t *characters = el_wgets(layer.editor, &count);
-  put_back_uncooked_settings(&layer.line_start);
+  const wchar_t *characters = lineedit::el_wgets(layer.editor, &count);
+  if (!layer.terminal_is_raw) put_back_uncooked_settings(&layer.line_start);
   if (characters == nullptr || count <= 0) return nullptr;
 
   const size_t length = wcsnlen(characters, static_cast<size_t>(count));

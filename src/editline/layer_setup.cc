@@ -3,12 +3,14 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
+#include "bulk_guard.h"
 #include "key_reader.h"
 #include "layer_state.h"
 #include "readline_layer.h"
@@ -87,27 +89,51 @@ const char *show_upper_rows(const char *prompt) {
   return prompt;
 }
 
-void make_terminal_raw() {
-  if (layer.has_terminal) el_set(layer.editor, EL_PREP_TERM, 1);
+static bool editing_is_on() {
+  int editing = 0;
+  el_get(layer.editor, EL_EDITMODE, &editing);
+  return editing != 0;
+}
+
+// libedit leaves the terminal alone while editing is off, which is right for a terminal that does
+// not echo. The bulk-input guard switches editing off on others.
+static void switch_terminal(int raw) {
+  const bool plain = !editing_is_on() && bulk_guard_is_armed(layer.editor);
+  if (plain) el_set(layer.editor, EL_EDITMODE, 1);
+  el_set(layer.editor, EL_PREP_TERM, raw);
+  if (plain) el_set(layer.editor, EL_EDITMODE, 0);
+}
+
+// libedit does not tell whether it worked. No system call failed where errno is still 0.
+bool make_terminal_raw() {
+  if (!layer.has_terminal) return true;
+  if (!editing_is_on() && !bulk_guard_is_armed(layer.editor)) return true;
+  errno = 0;
+  switch_terminal(1);
+  layer.terminal_is_raw = errno == 0 || hands_over_single_keys(fileno(rl_instream));
+  return layer.terminal_is_raw;
 }
 
 void make_terminal_cooked() {
   if (!layer.has_terminal) return;
-  el_set(layer.editor, EL_PREP_TERM, 0);
+  switch_terminal(0);
+  layer.terminal_is_raw = false;
   put_back_uncooked_settings(&layer.line_start);
 }
 
-// Ends the editor without a word to its terminal, which it leaves cooked after each line. Ending it
-// would put back the settings of its creation and throw the type-ahead away; it does neither while
-// editing is off.
+// Ends the editor without a word to its terminal, which it leaves cooked after each line, but for
+// those read in bulk. Ending it would put back the settings of its creation and throw the
+// type-ahead away; it does neither while editing is off.
 static void end_editor() {
   if (layer.editor != nullptr) {
+    if (layer.terminal_is_raw) make_terminal_cooked();
     el_set(layer.editor, EL_EDITMODE, 0);
     el_end(layer.editor);
   }
   if (layer.history != nullptr) history_end(layer.history);
   layer.editor = nullptr;
   layer.history = nullptr;
+  bulk_guard_forget();
 }
 
 static void connect_history() {

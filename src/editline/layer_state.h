@@ -16,7 +16,10 @@ struct LayerState {
   // Output is a terminal and the input's settings can be read. Without that the editor only reads:
   // no prompt, no editing, nothing switched.
   bool has_terminal;
-  // The terminal's settings when the line in progress began.
+  // The editor has switched the terminal to the settings that it edits in, and not yet back. That
+  // is so during an edited line, and between the lines that the bulk-input guard has read plainly.
+  bool terminal_is_raw;
+  // The terminal's settings when the line in progress began, or the first such line.
   TerminalSettings line_start;
   // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
   wchar_t *prompt;
@@ -42,8 +45,9 @@ size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
 size_t encoded_size(size_t length);
 
 // Switches the terminal between editing (raw, no echo) and the settings that the shell had. Neither
-// does anything without a terminal, or while editing is off.
-void make_terminal_raw();
+// does anything without a terminal, or while editing is off, unless the bulk-input guard is armed.
+// The first returns false where it failed.
+bool make_terminal_raw();
 void make_terminal_cooked();
 
 // Replaces the prompt. `bytes` as for readline, but of one row.

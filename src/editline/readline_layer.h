@@ -64,12 +64,12 @@ extern int rl_completion_invoking_key;
 // The terminal's settings are left as they were. Returns 0, or -1 when either cannot be made.
 int rl_initialize();
 
-// Shows `prompt` (sequences between \001 and \002 take no room; only its last row is drawn again when
-// the line is; null is none) and reads one line.
-// Returns the line without its newline, malloc'ed and owned by the caller, or null at the end of
-// input, after a failed read, when rl_done ended the read, and where rl_instream was taken away
-// after rl_initialize. Initialises when needed. Errors: none but null. On every way out, a jump out
-// of a signal handler included, the terminal has its settings back.
+// Shows `prompt` (sequences between \001 and \002 take no room; only its last row is drawn again
+// when the line is; null is none) and reads one line. Returns the line without its newline,
+// malloc'ed and owned by the caller, or null at the end of input, after a failed read, when rl_done
+// ended the read, and where rl_instream was taken away after rl_initialize. Initialises when
+// needed. Errors: none but null. On every way out, a jump out of a signal handler included, the
+// terminal has its settings back.
 char *readline(const char *prompt);
 
 // --- The line being edited -----------------------------------------------------------------------

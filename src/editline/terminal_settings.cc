@@ -23,6 +23,11 @@ void put_back_uncooked_settings(const TerminalSettings *found) {
   if (found->known && (found->settings.c_lflag & ICANON) == 0) put_back_terminal_settings(found);
 }
 
+bool hands_over_single_keys(int descriptor) {
+  struct termios settings;
+  return tcgetattr(descriptor, &settings) == 0 && (settings.c_lflag & ICANON) == 0;
+}
+
 bool terminal_echoes(const TerminalSettings *found) {
   return !found->known || (found->settings.c_lflag & ECHO) != 0;
 }

@@ -23,6 +23,8 @@ void put_back_terminal_settings(const TerminalSettings *found);
 // The same for a terminal that was not in line mode (ICANON off): the editor keeps the settings of
 // one that was by itself, and takes any other for one that needs its normal mode.
 void put_back_uncooked_settings(const TerminalSettings *found);
+// Whether `descriptor` is a terminal that hands keys over one by one.
+bool hands_over_single_keys(int descriptor);
 // False only for a terminal whose echo is off.
 bool terminal_echoes(const TerminalSettings *found);
 // Tells the editor to take every flag of its normal mode from the terminal as it finds it.
