@@ -144,19 +144,12 @@ static void check_after_line(EditLine *editor) {
   if (!editing) make_terminal_raw();
 }
 
-static bool returns_single_characters(EditLine *editor) {
-  int unbuffered = 0;
-  el_get(editor, EL_UNBUFFERED, &unbuffered);
-  return unbuffered != 0;
-}
-
 // libedit's own reading, and what it leaves the terminal in.
 static const wchar_t *read_in_mode(EditLine *editor, int *count) {
   guard.reading_plainly = !layer.has_terminal || !editing_is_on(editor);
   guard.checked = guard.went_off_at_key = false;
   const wchar_t *line = ::el_wgets(editor, count);
-  if (!guard.reading_plainly && editing_is_on(editor) && !returns_single_characters(editor))
-    layer.terminal_is_raw = false;
+  if (!guard.reading_plainly && editing_is_on(editor)) layer.terminal_is_raw = false;
   return line;
 }
 

@@ -329,6 +329,14 @@ LAYER_TEST(BulkEcho, IsTheLowOrderByteOfACharacter) {
             "b\r\n");
 }
 
+// Such an editor reads every line plainly.
+LAYER_TEST(BulkEcho, ComesWithoutATerminalToo) {
+  rl_outstream = tmpfile();
+  arm();
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  EXPECT_EQ(newly_shown(), "abc\r\n");
+}
+
 LAYER_TEST(BulkEcho, AFailingEchoIsIgnored) {
   arm_in_bulk();
   const int readable = open(ttyname(terminal.slave), O_RDONLY | O_NOCTTY);
