@@ -121,6 +121,19 @@ void make_terminal_cooked() {
   put_back_uncooked_settings(&layer.line_start);
 }
 
+// The process that made the editor. A child that it forks has no business with the terminal.
+static pid_t owner;
+
+// For a process that leaves while another of its threads reads, or between two lines read in bulk.
+static void give_terminal_back_at_exit() {
+  if (layer.terminal_is_raw && getpid() == owner) put_back_terminal_settings(&layer.line_start);
+}
+
+static void see_to_exit() {
+  if (owner == 0) atexit(give_terminal_back_at_exit);
+  owner = getpid();
+}
+
 // Ends the editor without a word to its terminal, which it leaves cooked after each line, but for
 // those read in bulk. Ending it would put back the settings of its creation and throw the
 // type-ahead away; it does neither while editing is off.
@@ -157,6 +170,7 @@ static void furnish_editor(bool echoing) {
 
 int rl_initialize() {
   end_editor();
+  see_to_exit();
   if (rl_instream == nullptr) rl_instream = stdin;
   if (rl_outstream == nullptr) rl_outstream = stdout;
 

@@ -245,6 +245,17 @@ class TestPaste:
         assert shell.outcome() == Returned(lines)
         shell.assert_settings_as_before()
 
+    def test_a_hundred_kilobytes_are_edited_as_any_line(self, shell):
+        """However much waits: each line is edited, here by going to its beginning."""
+        typed = "c" * 60 + "\x01" + "ab" + "\x05" + "d\r"
+        count = 100 * 1024 // len(typed) + 1
+        shell.ask("set(Tavorin.readline('> ') for _ in range(%d)) == set(['ab' + 'c' * 60 + 'd'])"
+                  % count)
+        shell.wait_for_prompt()
+        shell.paste(typed.encode() * count)
+        assert shell.outcome() == Returned(True)
+        shell.assert_settings_as_before()
+
     def test_what_follows_is_edited_again(self, shell):
         shell.ask("[Tavorin.readline('> ') for _ in range(101)][-1]")
         shell.wait_for_prompt()

@@ -299,3 +299,37 @@ class TestManyReads:
         shell.paste(b"abc\r" * 1000)
         assert shell.outcome() == Returned(["abc"] * 1000)
         assert shell.do("descriptors()") == before
+
+
+READ_ON_A_THREAD = """
+import threading
+def read():
+    Tavorin.readline('> ')
+reader = threading.Thread(target=read)
+reader.daemon = True
+reader.start()
+"""
+
+
+def test_a_process_that_leaves_while_a_thread_reads(shell):
+    shell.do(READ_ON_A_THREAD)
+    shell.wait_for_prompt()
+    shell.ask("sys.exit(3)")
+    assert shell.wait_for_end() == 3
+    shell.assert_settings_as_before()
+
+
+def test_a_forked_child_that_leaves_meanwhile_changes_nothing(shell):
+    """Its own exit is none of the line's business."""
+    shell.do("import ctypes\n"
+             "def completer(key, line, position):\n"
+             "    child = os.fork()\n"
+             "    if child == 0:\n        ctypes.CDLL(None).exit(0)\n"
+             "    report('left', status=os.waitpid(child, 0)[1])\n")
+    shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+    shell.type("<tab>")
+    assert shell.next_report("left")["status"] == 0
+    assert shell.is_editing()
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("abc")
+    shell.assert_settings_as_before()
