@@ -1,91 +1,309 @@
-"""A small command-line shell over Tavorin: two modes, completion with <tab>, help with ?.
+"""The command line of an imaginary network device, over Tavorin.
 
-Ctrl-C drops the line, Ctrl-Z goes back to exec mode, Ctrl-D or "exit" leaves.
+Modes: "exec", below it "config", below that one for each interface.  ? lists what can come next,
+<tab> completes, Up and Ctrl-R recall what was typed in this mode or in one above it.  Ctrl-C drops
+the line, Ctrl-Z goes back to exec mode, Ctrl-D or "exit" leaves a mode.
+
+To add a command, write a function below and a row for it in COMMANDS.
 """
 
+import collections
+import os
 import sys
+import tempfile
+import threading
+import time
 
 import Tavorin
 
-# Each command by mode: its words and what ? says about it.
-COMMANDS = {
-    "exec": {
-        "configure": "Enter configuration mode",
-        "exit": "Leave the shell",
-        "show history": "List the commands entered in this mode",
-        "show version": "Tell which interpreter runs this shell",
-    },
-    "config": {
-        "end": "Go back to exec mode",
-        "exit": "Go back to exec mode",
-        "hostname": "Set the name in the prompt",
-        "show history": "List the commands that this mode can recall",
-    },
+# A mode of the command line.  `kind` is what COMMANDS goes by; `key` names the mode's history, and
+# `parent` is the key of the mode above, whose lines this one recalls, too.
+Mode = collections.namedtuple("Mode", "kind key parent prompt")
+
+EXEC = Mode("exec", "exec", "", "> ")
+CONFIG = Mode("config", "config", "exec", "(config)# ")
+
+
+def interface_mode(name):
+    return Mode("interface", "interface " + name, "config", "(config-%s)# " % name)
+
+
+# --- The log: something that writes one, and how its messages get to the terminal
+
+class Log(object):
+    """A log file to which a thread appends a line every few seconds."""
+
+    def __init__(self, seconds):
+        descriptor, self.name = tempfile.mkstemp(prefix="device-", suffix=".log")
+        self.file = os.fdopen(descriptor, "r")
+        writer = threading.Thread(target=self.write_on, args=(seconds,))
+        writer.daemon = True
+        writer.start()
+
+    def write_on(self, seconds):
+        for number in xrange(1, sys.maxint):
+            time.sleep(seconds)
+            with open(self.name, "a") as log:
+                log.write("eth%d: link %s\n" % (number % 2, "down" if number % 4 < 2 else "up"))
+
+    def show_news(self, lines, size):
+        """Called by Tavorin between two keys when the file has grown.
+
+        What is written here stands above the line being typed, which the result 1 has drawn again.
+        """
+        sys.stdout.write("\n" + self.file.read())
+        sys.stdout.flush()
+        return 1
+
+    def remove(self):
+        os.unlink(self.name)
+
+
+# --- Commands.  Each gets the device and the words that stand for its <arguments>
+
+def configure(device):
+    device.modes.append(CONFIG)
+
+
+def interface(device, name):
+    device.interfaces.setdefault(name, "")
+    device.modes[device.modes.index(CONFIG) + 1:] = [interface_mode(name)]
+
+
+def description(device, text):
+    device.interfaces[device.mode.key.split()[1]] = text
+
+
+def hostname(device, name):
+    device.hostname = name
+
+
+def leave_mode(device):
+    device.modes.pop()
+
+
+def end(device):
+    del device.modes[1:]
+
+
+def show_history(device):
+    """What the history keys can recall here, oldest first."""
+    for line in Tavorin.history(device.mode.key):
+        print "  " + line
+
+
+def show_interfaces(device):
+    for name, text in sorted(device.interfaces.items()):
+        print "  %-8s %s" % (name, text)
+
+
+def clear_history(device):
+    # A question of its own, that nothing typed so far should answer by <tab> or Up.
+    keys = Tavorin.keyBindingsEnabled()
+    Tavorin.keyBindingsEnabledIs(False)
+    answer = Tavorin.simpleReadline("Forget all lines? [y/n] ")
+    Tavorin.keyBindingsEnabledIs(keys)
+    if answer.strip().lower().startswith("y"):
+        Tavorin.clearHistory()
+
+
+def history_limit(device, lines):
+    Tavorin.historyLimitIs(number(lines, 0, 1000000))
+
+
+def terminal_width(device, columns):
+    """For a terminal that does not tell its size, such as one on a serial line."""
+    Tavorin.TerminalWidthIs(number(columns, 10, 1000))
+
+
+def terminal_monitor(device):
+    # Tavorin borrows the function: it must live for as long as the monitor is on.
+    device.show_news = device.log.show_news
+    device.log.file.seek(0, os.SEEK_END)
+    Tavorin.loggingSyncEnabledIs(device.log.name, device.show_news)
+
+
+def no_terminal_monitor(device):
+    Tavorin.loggingSyncEnabledIs(device.log.name)
+
+
+def terminal_paste(device):
+    """Before a configuration is pasted whose text has tabs or question marks in it."""
+    Tavorin.keyBindingsEnabledIs(False)
+
+
+def no_terminal_paste(device):
+    Tavorin.keyBindingsEnabledIs(True)
+
+
+def logout(device):
+    """The next user must not find the lines of this one."""
+    # Once after each set-up, and before sys.stdin and sys.stdout are replaced, as they would be here
+    # where each user comes with a terminal of his own.  This sets the editor up anew over them:
+    Tavorin.resetInput()
+    Tavorin.keyBindingsEnabledIs(True)
+    end(device)
+    Tavorin.simpleReadline("\nThis is %s. Press Enter to start." % device.hostname)
+
+
+class CommandError(Exception):
+    """What the user typed cannot be done; the text says why."""
+
+
+def number(text, least, most):
+    if not text.isdigit() or not least <= int(text) <= most:
+        raise CommandError("Not a number from %d to %d: %s" % (least, most, text))
+    return int(text)
+
+
+# Modes, words, what ? says about the last of them, function.
+EVERYWHERE = "exec config interface"
+COMMANDS = [
+    ("exec", "clear history", "Forget all recorded lines", clear_history),
+    ("exec", "configure", "Change what the device does", configure),
+    ("exec", "exit", "Leave the shell", leave_mode),
+    ("exec", "history limit <lines>", "How many; 0 records none", history_limit),
+    ("exec", "logout", "Let the next user in", logout),
+    ("exec", "no terminal monitor", "Keep log messages away", no_terminal_monitor),
+    ("exec", "no terminal paste", "<tab> and ? complete again", no_terminal_paste),
+    ("exec", "show interfaces", "The interfaces and their descriptions", show_interfaces),
+    (EVERYWHERE, "show history", "The lines that can be recalled here", show_history),
+    ("exec", "terminal monitor", "Show log messages as they come", terminal_monitor),
+    ("exec", "terminal paste", "Take <tab> and ? as they are", terminal_paste),
+    ("exec", "terminal width <columns>", "For a terminal of unknown size", terminal_width),
+    ("config", "hostname <name>", "The name in the prompt", hostname),
+    ("config interface", "interface <name>", "The interface to configure", interface),
+    ("interface", "description <text>", "One word about the interface", description),
+    ("config interface", "end", "Back to exec mode", end),
+    ("config interface", "exit", "Back to the mode above", leave_mode),
+]
+
+# What ? says about words that are not the last of a command.
+WORDS = {
+    "clear": "Forget something",
+    "description": "Say what the interface is for",
+    "history": "How lines are recorded",
+    "history limit": "How many lines are kept",
+    "hostname": "Name the device",
+    "interface": "Configure an interface",
+    "no": "Undo something",
+    "no terminal": "How this terminal behaves",
+    "show": "Tell about the device",
+    "terminal": "How this terminal behaves",
+    "terminal width": "How many columns it has",
 }
-PARENT = {"exec": "", "config": "exec"}
+
+END_OF_LINE = "<enter>"
 
 
-class Shell(object):
-    def __init__(self):
-        self.mode = "exec"
+def is_argument(word):
+    return word.startswith("<")
+
+
+def matching(mode, typed):
+    """The rows of a mode whose commands begin with the typed words, any of which may be cut short."""
+    found = [row for row in COMMANDS if mode.kind in row[0].split()]
+    for place, word in enumerate(typed):
+        words = [(row, row[1].split()[place]) for row in found if len(row[1].split()) > place]
+        whole = [row for row, known in words if known == word]
+        begun = [row for row, known in words if known.startswith(word) or is_argument(known)]
+        found = whole or begun
+    return found
+
+
+def next_words(mode, typed, begun):
+    """What can follow the typed words and begins with `begun`: words and what ? says about them."""
+    choices = {}
+    for _, words, text, _ in matching(mode, typed):
+        words = words.split()
+        place = len(typed)
+        if len(words) == place:
+            if not begun:
+                choices[END_OF_LINE] = "Do it"
+        elif words[place].startswith(begun) or is_argument(words[place]):
+            last = len(words) == place + 1
+            choices[words[place]] = text if last else WORDS[" ".join(words[:place + 1])]
+    return choices
+
+
+def run(device, typed):
+    """Find the command that the words mean, and do it."""
+    found = matching(device.mode, typed)
+    meanings = set(tuple(words.split()[:len(typed)]) for _, words, _, _ in found)
+    whole = [row for row in found if len(row[1].split()) == len(typed)]
+    if not found:
+        raise CommandError("No such command")
+    if len(meanings) > 1:
+        raise CommandError("Ambiguous: " + " or ".join(sorted(map(" ".join, meanings))))
+    if not whole:
+        raise CommandError("Incomplete")
+    _, words, _, function = whole[0]
+    function(device, *[word for word, known in zip(typed, words.split()) if is_argument(known)])
+
+
+# --- The shell
+
+class Device(object):
+    def __init__(self, log):
         self.hostname = "device"
-        self.running = True
+        self.interfaces = {"eth0": "uplink", "eth1": ""}
+        self.log = log
+        self.modes = [EXEC]
+        # A mode is made with its parent's key, so from the top down.
+        Tavorin.newHistoryMode(EXEC.key, EXEC.parent)
+        Tavorin.newHistoryMode(CONFIG.key, CONFIG.parent)
 
-    def prompt(self):
-        return self.hostname + {"exec": "> ", "config": "(config)# "}[self.mode]
-
-    def matching(self, line):
-        """The commands of the mode that the line is the beginning of."""
-        return sorted(name for name in COMMANDS[self.mode] if name.startswith(line))
+    @property
+    def mode(self):
+        return self.modes[-1]
 
     def complete(self, key, line, position):
-        """Called by Tavorin for <tab> and ?. Returns the text to append, or None."""
-        names = self.matching(line.lstrip())
-        if key == "\t" and len(names) == 1:
-            return names[0][len(line.lstrip()):] + " "
-        sys.stdout.write("\r\n")
-        for name in names:
-            sys.stdout.write("  %-14s %s\r\n" % (name, COMMANDS[self.mode][name]))
+        """Called by Tavorin at <tab> and ?; returns what to put at the end of the line."""
+        typed = line.split()
+        begun = typed.pop() if typed and not line[-1].isspace() else ""
+        choices = next_words(self.mode, typed, begun)
+        words = [word for word in choices if word[:1] != "<"]
+        common = os.path.commonprefix(words)
+        if key == "\t" and len(words) == len(choices) == 1:
+            return common[len(begun):] + " "
+        if key == "\t" and len(common) > len(begun):
+            return common[len(begun):]
+        sys.stdout.write("\n")
+        for word in sorted(choices):
+            sys.stdout.write("  %-16s %s\n" % (word, choices[word]))
         sys.stdout.flush()
         return None
 
-    def run(self, line):
-        words = line.split()
-        name = " ".join(words[:2]) if words[0] == "show" else words[0]
-        if name not in COMMANDS[self.mode]:
-            print "% Unknown command: " + line
-        elif name == "configure":
-            self.mode = "config"
-        elif name == "end" or (name == "exit" and self.mode == "config"):
-            self.mode = "exec"
-        elif name == "exit":
-            self.running = False
-        elif name == "hostname":
-            self.hostname = " ".join(words[1:]) or "device"
-        elif name == "show history":
-            print "\n".join(Tavorin.history(self.mode))
-        elif name == "show version":
-            print "Python " + sys.version.split()[0]
-
     def read_and_run(self):
-        parent = PARENT[self.mode]
-        line = Tavorin.readline(self.prompt(), self.complete, self.mode, parent)
-        Tavorin.addHistory(line, self.mode, parent)
+        mode = self.mode
+        line = Tavorin.readline(self.hostname + mode.prompt, self.complete, mode.key, mode.parent)
+        Tavorin.addHistory(line, mode.key, mode.parent)
         if line.strip():
-            self.run(line)
+            run(self, line.split())
 
-    def loop(self):
-        while self.running:
+    def serve(self):
+        while self.modes:
             try:
                 self.read_and_run()
-            except KeyboardInterrupt as interrupt:
+            except CommandError as problem:
+                print "%% %s" % problem
+            except KeyboardInterrupt as key:
                 print
-                if "Ctrl-Z" in str(interrupt):
-                    self.mode = "exec"
+                if "Ctrl-Z" in str(key):
+                    end(self)
             except EOFError:
                 print
-                self.running = False
+                leave_mode(self)
+
+
+def main():
+    seconds = float(sys.argv[1]) if len(sys.argv) > 1 else 5    # between two log messages
+    log = Log(seconds)
+    try:
+        Device(log).serve()
+    finally:
+        log.remove()
 
 
 if __name__ == "__main__":
-    Shell().loop()
+    main()
