@@ -28,10 +28,11 @@ readonly STATUS_NO_DEBIAN=7  # this system has no dpkg or no apt
 readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
 
 # What the tests need besides: the second compiler, the libraries of the C++
-# tests, what drives and reads a terminal, and the terminal descriptions.
+# tests, what drives and reads a terminal, the terminal descriptions, and what
+# finds the dependencies of a Debian package.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
   python3 python3-pytest python3-pyte
-  ncurses-bin ncurses-base ncurses-term)
+  ncurses-bin ncurses-base ncurses-term dpkg-dev)
 
 # The private Python 2.7: the folder of all that belongs to it, the tree that it
 # is unpacked into, and the release and packages of Debian that it is made of.

@@ -144,6 +144,7 @@ class Shell:
         variables of the child's environment.  `opened` imports the module through which a
         test can call what the delivered one keeps inside.
         """
+        self.home = home            # the folder in which the child runs
         self.output = bytearray()   # all that was written to the terminal
         self.errors = bytearray()   # all that the child wrote to its standard error
         self.piped = bytearray()    # all that the child wrote to a standard output that is a pipe
