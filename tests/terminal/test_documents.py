@@ -73,6 +73,8 @@ def is_configured(command, tmp_path):
     options = (ROOT / "CMakeLists.txt").read_text() + (ROOT / "bench/CMakeLists.txt").read_text()
     for preset in re.findall(r"--preset (\w+)", command):
         assert '"%s"' % preset in presets
+    for folder in re.findall(r"--test-dir (\S+)", command):
+        assert '"${sourceDir}/%s"' % folder in presets
     for option in re.findall(r"-D(\w+)", command):
         assert option in options
 
@@ -96,6 +98,9 @@ COMMANDS = {
     "cmake --build build --target uninstall": with_cmake,
     "cmake --preset release -DTAVORIN_BENCH=ON": is_configured,
     "cmake --build --preset release": is_configured,
+    "cmake --preset debug -DTAVORIN_PYTHON=python2.7": is_configured,
+    "cmake --build --preset debug": is_configured,
+    "ctest --test-dir build-debug": is_configured,
     "build/bench/bench_bulk_guard": is_a_benchmark,
     "build/bench/bench_history_lines": is_a_benchmark,
     "build/bench/bench_history_memory": is_a_benchmark,

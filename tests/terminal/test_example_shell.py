@@ -41,6 +41,14 @@ def leave(shell):
     shell.assert_settings_as_before()
 
 
+def test_it_uses_every_function(shell):
+    with open(EXAMPLE) as file:
+        example = file.read()
+    names = shell.do("[name for name in dir(Tavorin) if not name.startswith('_')]")
+    assert len(names) == 12
+    assert [name for name in names if "Tavorin.%s(" % name not in example] == []
+
+
 def test_a_session_from_start_to_end(start):
     shell = start(rows=60)
     shell.type("sh<tab>")
