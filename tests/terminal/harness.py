@@ -120,7 +120,7 @@ def _child_environment(home, term, locale, imports, module_folder):
     return variables
 
 
-def _sanitizer_environment():
+def sanitizer_environment():
     """The variables that a sanitizer build needs in the child, and only there."""
     preload = os.environ.get("TAVORIN_PRELOAD")
     if not preload:
@@ -204,9 +204,9 @@ class Shell:
         if job_control:
             inherited.append(self._new_pipe(self._take_job_state))
             command = [sys.executable, "-I", "-S", os.path.join(_HERE, "child", "job_control.py"),
-                       str(inherited[-1]), json.dumps(_sanitizer_environment())] + command
+                       str(inherited[-1]), json.dumps(sanitizer_environment())] + command
         else:
-            environment.update(_sanitizer_environment())
+            environment.update(sanitizer_environment())
         self._leader = start_in_session(command, self._slave, streams, environment, str(home),
                                         inherited)
         self.pid = None if job_control else self._leader.pid

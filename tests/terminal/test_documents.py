@@ -13,7 +13,7 @@ import subprocess
 
 import pytest
 
-from harness import Raised, Returned
+from harness import Raised, Returned, sanitizer_environment
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("TAVORIN_BUILD_DIR", ""))
@@ -48,11 +48,13 @@ def in_continuous_integration(command, tmp_path):
     assert command in (ROOT / ".ci" / "run").read_text()
 
 
-def is_there(command, tmp_path):
-    """Run by test_example_shell and the tests of the scripts, under a name of its own."""
-    for word in command.split():
-        if word.startswith(("scripts/", "examples/")):
-            assert (ROOT / word).is_file()
+def runs_the_example(command, tmp_path):
+    """With the build and the interpreter of this test."""
+    (example,) = [word for word in command.split() if word.startswith("examples/")]
+    environment = dict(os.environ, PYTHONPATH=str(BUILD), **sanitizer_environment())
+    done = subprocess.run([os.environ["TAVORIN_PYTHON"], ROOT / example], env=environment, text=True,
+                          input="show interfaces\nexit\n", capture_output=True)
+    assert (done.returncode, done.stdout) == (0, "  eth0     uplink\n  eth1     \n")
 
 
 def with_cmake(command, tmp_path):
@@ -86,12 +88,12 @@ def is_a_benchmark(command, tmp_path):
 
 
 COMMANDS = {
-    "scripts/demo": is_there,
+    "scripts/demo": in_continuous_integration,
     "scripts/test": in_continuous_integration,
     "scripts/test --fast -- -R history": help_of_script,
     "scripts/check-fresh": help_of_script,
-    "scripts/build": is_there,
-    "PYTHONPATH=build python2.7 examples/shell.py": is_there,
+    "scripts/build": help_of_script,
+    "PYTHONPATH=build python2.7 examples/shell.py": runs_the_example,
     "cmake --install build": with_cmake,
     "cmake --install build --component stand-in": with_cmake,
     "cpack --config build/CPackConfig.cmake": with_cmake,

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from harness import Returned, _sanitizer_environment
+from harness import Returned, sanitizer_environment
 from monitor import SCRIPTED_DIR
 
 BUILD = os.environ.get("TAVORIN_BUILD_DIR", "")
@@ -43,7 +43,7 @@ def installed(prefix):
 def import_from(prefix, library_path):
     """Import the installed module; returns the process."""
     (module,) = prefix.rglob("Tavorin.so")
-    environment = dict(_sanitizer_environment(), PYTHONPATH=str(module.parent))
+    environment = dict(sanitizer_environment(), PYTHONPATH=str(module.parent))
     if library_path:
         environment["LD_LIBRARY_PATH"] = library_path
     return subprocess.run([os.environ["TAVORIN_PYTHON"], "-c", "import Tavorin; print Tavorin"],
@@ -145,7 +145,7 @@ def test_the_packages_depend_on_what_they_need(packages):
     (module,) = packages.glob("tavorin_*.deb")
     depends = {name.split()[0] for name in field(module, "Depends").split(", ")}
     assert depends >= {"libc6", "libedit2"}
-    if not _sanitizer_environment():
+    if not sanitizer_environment():
         assert depends == {"libc6", "libedit2"}
     assert "python2.7" in field(module, "Suggests")
 
