@@ -128,6 +128,22 @@ static const struct {
     {"\\e\\e[D", "ed-prev-word"},
 };
 
+// Keys of the editor's emacs set that are taken away, since libedit 3.1-20221030 dies of them. It
+// has each Meta key twice: with the eighth bit set, and behind an Escape.
+static const char *const removed_keys[] = {
+    // Meta-x and Meta-X ask for an editor command. One that is a lone quote is read on beyond its
+    // end: the process dies of SIGSEGV.
+    "\\370",
+    "\\ex",
+    "\\330",
+    "\\eX",
+    // Meta-Ctrl-underscore copies the word before the cursor without a look at the room that is
+    // left
+    // in the line: repeated on a growing line it writes past the buffer.
+    "\\237",
+    "\\e\\037",
+};
+
 void add_commands(EditLine *editor) {
   // Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
   el_wset(editor, EL_ADDFN, L"rl_complete", L"Complete through the application's hook",
@@ -135,6 +151,7 @@ void add_commands(EditLine *editor) {
   el_wset(editor, EL_ADDFN, L"rl_tstp", L"Send the suspend signal", suspend_command);
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
+  for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);
 }
 
 // --- Binding -------------------------------------------------------------------------------------

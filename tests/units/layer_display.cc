@@ -190,12 +190,6 @@ static const struct {
     {50, "\002\002", 2, 0}, {50, "\001", 2, 2}, {57, "\001", 2, 2}, {58, "\001", 3, 3},
 };
 
-static std::string repeated(const char *text, int count) {
-  std::string all;
-  for (int i = 0; i < count; ++i) all += text;
-  return all;
-}
-
 LAYER_TEST(Beside, TheCursorGoesDownAsFarAsTheLineGoes) {
   for (const auto &place : places) {
     SCOPED_TRACE(std::to_string(place.length) + place.keys);

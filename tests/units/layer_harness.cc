@@ -97,6 +97,12 @@ pid_t start_foreground_child(void (*child)()) { return start_child(child, true);
 
 pid_t start_background_child(void (*child)()) { return start_child(child, false); }
 
+std::string repeated(const std::string &text, int count) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
 // --- Scripted keys -------------------------------------------------------------------------------
 
 static struct {

@@ -62,6 +62,9 @@ void on_command_key(std::function<void()> action);
 
 // --- The line and the process --------------------------------------------------------------------
 
+// `text`, `count` times over.
+std::string repeated(const std::string &text, int count);
+
 struct PublishedLine {
   std::string text;
   int point;

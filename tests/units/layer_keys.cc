@@ -275,3 +275,26 @@ LAYER_TEST(UserSettings, AreForTheNameThatTheEditorWasMadeUnder) {
   EXPECT_EQ(line_of_a_new_editor(), "abc");
   remove_settings(folder, ".editrc");
 }
+
+// --- Keys that would end the process -------------------------------------------------------------
+
+// Each of them beeps, and the line goes on.
+static const struct {
+  const char *name;
+  std::string keys;
+  std::string line;
+} harmless_keys[] = {
+    {"Meta-x", "\033x\"\n", "\""},
+    {"Meta-X", "\033X\"\n", "\""},
+    {"Meta-x as a byte", "\370\"\n", "\""},
+    {"Meta-X as a byte", "\330\"\n", "\""},
+    {"Meta-Ctrl-underscore", repeated("ab \033\037", 2000) + "\n", repeated("ab ", 2000)},
+    {"Meta-Ctrl-underscore as a byte", repeated("ab \237", 2000) + "\n", repeated("ab ", 2000)},
+};
+
+LAYER_TEST(HarmlessKeys, LeaveTheLineAsItIs) {
+  for (const auto &row : harmless_keys) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(read_line({row.keys}), row.line);
+  }
+}
