@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -101,6 +102,49 @@ static unsigned char added_command(EditLine *, wint_t key) {
   return finish_command(CC_NORM);
 }
 
+// --- The way back from history -------------------------------------------------------------------
+
+// How many lines back the editor is in its history; 0 in the line being typed.
+static int lines_back;
+
+int history_for_editor(void *history_object, HistEvent *event, int operation, ...) {
+  va_list arguments;
+  va_start(arguments, operation);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  const int result = history(static_cast<History *>(history_object), event, operation, argument);
+  if (result >= 0 && operation == H_FIRST) lines_back = 1;
+  if (result >= 0 && operation == H_NEXT) ++lines_back;
+  return result;
+}
+
+void forget_place_in_history() { lines_back = 0; }
+
+// A key that nobody has: the byte 255 is the end of input.
+static const wchar_t way_back_key[] = L"\377";
+static const char way_back_key_name[] = "\\377";
+
+// libedit 3.1-20221030 brings back the line that was being typed when the walk through history
+// began, also where there was no walk: Down then wipes a half-typed line. So the key is let through
+// to it only in history.
+static unsigned char next_history_command(EditLine *editor, wint_t) {
+  if (lines_back == 0) return CC_ERROR;
+  --lines_back;
+  el_wpush(editor, way_back_key);
+  return CC_NORM;
+}
+
+static void guard_way_back(EditLine *editor) {
+  el_wset(editor, EL_ADDFN, L"rl_next_history", L"Go to the next line of history, if there is one",
+          next_history_command);
+  el_set(editor, EL_BIND, way_back_key_name, "ed-next-history", nullptr);
+  for (const char *key : {"^N", "\\e[B", "\\eOB"})
+    el_set(editor, EL_BIND, key, "rl_next_history", nullptr);
+  el_set(editor, EL_BIND, "-k", "down", "rl_next_history", nullptr);
+}
+
+// --- The keys of every line ----------------------------------------------------------------------
+
 // Keys that every line has beyond the editor's emacs set.
 static const struct {
   const char *keys;
@@ -152,6 +196,7 @@ void add_commands(EditLine *editor) {
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
   for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);
+  guard_way_back(editor);
 }
 
 // --- Binding -------------------------------------------------------------------------------------

@@ -78,6 +78,7 @@ char *readline(const char *prompt) {
   if (!initialise_layer()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
+  forget_place_in_history();
   set_prompt(show_upper_rows(prompt != nullptr ? prompt : ""));
   const bool held_here = rl_hold_signals();
   take_signal_handlers();

@@ -152,7 +152,7 @@ static void end_editor() {
 static void connect_history() {
   HistEvent event;
   history(layer.history, &event, H_SETSIZE, INT_MAX);
-  el_set(layer.editor, EL_HIST, history, layer.history);
+  el_set(layer.editor, EL_HIST, history_for_editor, layer.history);
 }
 
 // Everything of a new editor but its terminal. A terminal that does not echo is read as it is.

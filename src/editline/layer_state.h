@@ -55,6 +55,11 @@ void set_prompt(const char *bytes);
 // Writes the rows of a prompt but the last, which it returns: the editor draws one row only.
 const char *show_upper_rows(const char *prompt);
 
+// What the editor has for its history: the history object, and a note of where in it the editor is.
+int history_for_editor(void *history_object, HistEvent *event, int operation, ...);
+// At the start of a line, which is never in history.
+void forget_place_in_history();
+
 // Adds the layer's own commands to the editor and binds the keys that every line has.
 void add_commands(EditLine *editor);
 

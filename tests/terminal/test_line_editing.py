@@ -175,11 +175,32 @@ def test_a_line_longer_than_the_editor_s_first_buffer(shell):
     assert shell.outcome() == Returned(line)
 
 
-@pytest.mark.xfail(reason="the engine (libedit 3.1-20221030) restores a line that it never saved")
-def test_down_without_history_keeps_the_line(shell):
-    shell.begin_line()
-    shell.type("ab<down>c<enter>")
-    assert shell.outcome() == Returned("abc")
+@pytest.mark.parametrize("down", ["<down>", "<ctrl-n>", "<esc>OB"])
+class TestDown:
+    """The way back from history ends at the line that was being typed."""
+
+    @pytest.mark.parametrize("keys, line", [
+        ("ab%sc", "abc"),
+        ("ab%s%s%sc", "abc"),
+        ("ab<up>%sc", "abc"),
+        ("ab<up>%sc%sd", "abcd"),
+        ("ab<up><up>%s%s%sc", "abc"),
+        ("ab<up><up>%sc", "twoc"),
+        ("ab<up><up><up><up>%sc", "twoc"),
+        ("<up>%sab%sc", "abc"),
+        ("ab<meta-p>%sc", "abc"),
+    ])
+    def test_keeps_the_line(self, shell, down, keys, line):
+        shell.do("[Tavorin.addHistory(line, 'exec', '') for line in ('one', 'two')]")
+        for _ in range(2):
+            shell.begin_line()
+            shell.type(keys.replace("%s", down) + "<enter>")
+            assert shell.outcome() == Returned(line)
+
+    def test_without_history(self, shell, down):
+        shell.begin_line("ab")
+        shell.type(down + "c<enter>")
+        assert shell.outcome() == Returned("abc")
 
 
 def test_a_search_given_up_leaves_the_line_and_the_next_one_right(shell):
