@@ -37,7 +37,7 @@ readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
 # The private Python 2.7: the folder of all that belongs to it, the tree that it
 # is unpacked into, and the release and packages of Debian that it is made of.
 readonly PRIVATE_FOLDER=$ROOT/.python2.7
-readonly PRIVATE_PYTHON=$PRIVATE_FOLDER/root/usr/bin/python2.7
+readonly PRIVATE_PYTHON=$PRIVATE_FOLDER/tree/usr/bin/python2.7
 readonly PRIVATE_RELEASE=bullseye
 readonly PRIVATE_PACKAGES=(python2.7-minimal python2.7 libpython2.7-minimal
   libpython2.7-stdlib libpython2.7 libpython2.7-dev python2.7-dev
@@ -302,21 +302,21 @@ download_python() {
   die "$STATUS_NO_PYTHON" "Python 2.7 could not be fetched: is the network there, and has the mirror $PRIVATE_RELEASE? TAVORIN_DEBIAN_MIRROR can name another one, PYTHON a Python 2.7 that is here"
 }
 
-# unpack_python FOLDER: unpacks FOLDER/packages into FOLDER/root and changes the
+# unpack_python FOLDER: unpacks FOLDER/packages into FOLDER/tree and changes the
 # few files there that take the packages to be installed in the system itself.
 unpack_python() {
   local package file
-  mkdir -- "$1/root"
+  mkdir -- "$1/tree"
   for package in "$1"/packages/*.deb; do
-    dpkg -x "$package" "$1/root"
+    dpkg -x "$package" "$1/tree"
   done
 
   # A link to a file of the system's.
-  rm -f -- "$1/root/usr/lib/python2.7/sitecustomize.py"
+  rm -f -- "$1/tree/usr/lib/python2.7/sitecustomize.py"
 
   # distutils tells where the headers are from what is written down here; let it
   # be where this tree is.
-  for file in "$1"/root/usr/lib/python2.7/plat-*/_sysconfigdata_nd.py; do
+  for file in "$1"/tree/usr/lib/python2.7/plat-*/_sysconfigdata_nd.py; do
     cat >>"$file" <<'END'
 import sys as _sys
 for _name in ('INCLUDEPY', 'CONFINCLUDEPY'):
@@ -327,8 +327,8 @@ END
 
   # This header only includes the one of the processor at hand, by a path that
   # the compiler knows in the system's folders only.
-  for file in "$1"/root/usr/include/*/python2.7/pyconfig.h; do
-    cp -- "$file" "$1/root/usr/include/python2.7/pyconfig.h"
+  for file in "$1"/tree/usr/include/*/python2.7/pyconfig.h; do
+    cp -- "$file" "$1/tree/usr/include/python2.7/pyconfig.h"
   done
 }
 
@@ -364,10 +364,10 @@ fetch_private_python() {
 
     download_python "$work"
     unpack_python "$work"
-    check_private_python "$work/root/usr/bin/python2.7" ||
+    check_private_python "$work/tree/usr/bin/python2.7" ||
       die "$STATUS_NO_PYTHON" "the Python 2.7 that was fetched does not run on this machine"
-    [[ ! -e $PRIVATE_FOLDER/root ]] || mv -- "$PRIVATE_FOLDER/root" "$work/old"
-    mv -- "$work/root" "$PRIVATE_FOLDER/root"
+    [[ ! -e $PRIVATE_FOLDER/tree ]] || mv -- "$PRIVATE_FOLDER/tree" "$work/old"
+    mv -- "$work/tree" "$PRIVATE_FOLDER/tree"
     say "Python 2.7 is in $PRIVATE_FOLDER"
   )
 }

@@ -167,7 +167,7 @@ def test_a_stand_in_on_the_path_that_does_not_work_is_passed_over(project):
 
 
 def private_python(project):
-    path = project.folder / ".python2.7/root/usr/bin/python2.7"
+    path = project.folder / ".python2.7/tree/usr/bin/python2.7"
     path.parent.mkdir(parents=True)
     shutil.copy(project.python, path)
     (path.parents[1] / "lib/x86_64-linux-gnu").mkdir(parents=True)
