@@ -32,7 +32,7 @@ readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
 # finds the dependencies of a Debian package.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
   python3 python3-pytest python3-pyte
-  ncurses-bin ncurses-base ncurses-term dpkg-dev)
+  ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 
 # The private Python 2.7: the folder of all that belongs to it, the tree that it
 # is unpacked into, and the release and packages of Debian that it is made of.

@@ -180,13 +180,12 @@ int rl_initialize() {
   layer.history = history_init();
   layer.has_terminal = found.known && isatty(fileno(rl_outstream)) != 0;
   const bool made = layer_is_initialised();
-  if (made) {
-    leave_terminal_flags_alone(layer.editor);
+  if (made && layer.has_terminal) leave_terminal_flags_alone(layer.editor);
+  if (made)
     furnish_editor(terminal_echoes(&found));
-  } else {
+  else
     end_editor();
-  }
-  put_back_terminal_settings(&found);
+  if (layer.has_terminal) put_back_terminal_settings(&found);
   return made ? 0 : -1;
 }
 

@@ -27,7 +27,9 @@ void put_back_uncooked_settings(const TerminalSettings *found);
 bool hands_over_single_keys(int descriptor);
 // False only for a terminal whose echo is off.
 bool terminal_echoes(const TerminalSettings *found);
-// Tells the editor to take every flag of its normal mode from the terminal as it finds it.
+// Tells the editor to take every flag of its normal mode from the terminal as it finds it. For an
+// editor that has a terminal: one without would at once set the terminal at its input to nothing at
+// all, a line speed of 0 included.
 void leave_terminal_flags_alone(EditLine *editor);
 
 }  // namespace lineedit

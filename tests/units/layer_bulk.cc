@@ -2,19 +2,14 @@
 // switch of the terminal at the start of each line.
 #include <fcntl.h>
 #include <linux/audit.h>
-#include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
-#include <iterator>
 
 #include "editline/bulk_guard.h"
 #include "editline/layer_state.h"
@@ -566,23 +561,6 @@ LAYER_TEST(BulkTerminal, AFloodArrivesWholeAndInOrder) {
 
 // --- The switch at the start of a line -----------------------------------------------------------
 
-// Has the system refuse to change any terminal's settings from now on.
-static void refuse_settings() {
-  static struct sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ioctl, 0, 5),
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, args[1])),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETS, 2, 0),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSW, 1, 0),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSF, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  struct sock_fprog filter = {std::size(program), program};
-  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
-}
-
 // The standard error, where the editor's messages go, from now on.
 static FILE *new_error_file() {
   FILE *errors = tmpfile();
@@ -604,7 +582,7 @@ LAYER_TEST(RawSwitch, RefusedWithNothingToReadThereIsNoLineAndNoMessage) {
   rl_getc_function = nullptr;
   rl_initialize();
   FILE *errors = new_error_file();
-  refuse_settings();
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
   newly_shown();
   int count = 1234;
   errno = ENOENT;
@@ -622,7 +600,7 @@ LAYER_TEST(RawSwitch, RefusedWithInputWaitingThereIsAMessageAndTheLineIsRead) {
   FILE *errors = new_error_file();
   pty_type(&terminal, "first\nsecond\n");
   ASSERT_TRUE(pty_wait_for_input(&terminal));
-  refuse_settings();
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
   EXPECT_EQ(read_next_line(), "first");
   EXPECT_EQ(contents(errors), message);
   EXPECT_TRUE(editing_is_on());
@@ -637,7 +615,7 @@ LAYER_TEST(RawSwitch, RefusedWhileArmedNothingIsEchoedTwice) {
   FILE *errors = new_error_file();
   pty_type(&terminal, "first\n");
   ASSERT_TRUE(pty_wait_for(&terminal, "first"));
-  refuse_settings();
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
   newly_shown();
   EXPECT_EQ(read_next_line("> "), "first");
   EXPECT_EQ(contents(errors), message);

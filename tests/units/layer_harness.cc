@@ -2,6 +2,8 @@
 // test, and keys that come from a script.
 #include "layer_harness.h"
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
@@ -10,6 +12,7 @@
 #include <unistd.h>
 
 #include <clocale>
+#include <cstddef>
 #include <cstdlib>
 #include <iterator>
 
@@ -222,4 +225,20 @@ std::string difference(const SignalState &before, const SignalState &after) {
       text += std::string(line_signals[i].name) + ' ';
   if (!same_set(before.mask, after.mask)) text += "mask";
   return text;
+}
+
+void on_change_of_settings(unsigned action) {
+  struct sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ioctl, 0, 5),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, args[1])),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETS, 2, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSW, 1, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSF, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, action),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  struct sock_fprog filter = {std::size(program), program};
+  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
 }

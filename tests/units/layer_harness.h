@@ -76,6 +76,10 @@ void expect_line(const PublishedLine &line, const std::string &text, int point, 
 // Waits once with rl_wait on nothing but signals, which must end the wait.
 void wait_for_signal();
 
+// What the system does from now on when this process changes any terminal's settings, as a
+// SECCOMP_RET_ value: refuse it, or end the process.
+void on_change_of_settings(unsigned action);
+
 // A handler that counts, and how often it ran for each signal.
 void count_signal(int signo);
 extern volatile sig_atomic_t handled[NSIG];

@@ -1,5 +1,6 @@
 // Making the editor and making it anew: streams, the terminal's settings, keys typed before, the
 // size of the screen.
+#include <linux/seccomp.h>
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
@@ -165,6 +166,15 @@ LAYER_TEST(TerminalSettings, AreLeftAsTheyWereFound) {
     EXPECT_EQ(difference(found, pty_settings(&terminal)), "") << "after a second rl_initialize";
     read_several_lines_unchanged(found);
   }
+}
+
+// Not even for a moment: a key that arrives in it would be taken wrongly.
+LAYER_TEST(TerminalSettings, AreNotTouchedWhereTheOutputIsNoTerminal) {
+  rl_outstream = tmpfile();
+  on_change_of_settings(SECCOMP_RET_KILL_PROCESS);
+  rl_initialize();
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  rl_initialize();
 }
 
 LAYER_TEST(TerminalSettings, ChangedBetweenTwoLinesStayChanged) {
