@@ -30,18 +30,12 @@ static struct {
   bool reading_plainly;  // editing was off from its beginning
   bool checked;          // the check was made when the latest key was read
   bool went_off_at_key;  // and switched editing off
-  bool terminal_failed;  // it could not be made raw, so editing is off for this line only
+  // In a line whose terminal could not be made raw, and which is therefore read without editing.
+  bool terminal_failed;
+  bool edits_otherwise;  // what editing goes back to after it
 } guard;
 
 // --- Setting it ----------------------------------------------------------------------------------
-
-static bool editing_is_on(EditLine *editor) {
-  int editing = 0;
-  el_get(editor, EL_EDITMODE, &editing);
-  return editing != 0;
-}
-
-static void set_editing(EditLine *editor, bool on) { el_set(editor, EL_EDITMODE, on ? 1 : 0); }
 
 static int input_of(EditLine *editor) {
   FILE *in = nullptr;
@@ -56,7 +50,7 @@ bool bulk_guard_is_armed(EditLine *editor) {
 void bulk_guard_forget() { guard = {}; }
 
 void rl_tty_overflow_fix(int on) {
-  if (editing_is_on(layer.editor)) el_set(layer.editor, EL_TTY_OVERFLOW_FIX, on);
+  if (editing_is_on()) el_set(layer.editor, EL_TTY_OVERFLOW_FIX, on);
 }
 
 // --- The check -----------------------------------------------------------------------------------
@@ -72,12 +66,12 @@ static bool ends_line(wchar_t character) { return character == L'\n' || characte
 static void check_at_key(EditLine *editor) {
   guard.checked = true;
   guard.went_off_at_key = !bulk_guard_check(input_of(editor), true);
-  if (guard.went_off_at_key) set_editing(editor, false);
+  if (guard.went_off_at_key) set_editing(false);
 }
 
 // The line has not ended with the key after which it was checked.
-static void take_check_back(EditLine *editor) {
-  if (guard.went_off_at_key) set_editing(editor, true);
+static void take_check_back() {
+  if (guard.went_off_at_key) set_editing(true);
   guard.checked = guard.went_off_at_key = false;
 }
 
@@ -90,7 +84,7 @@ static void echo(EditLine *editor, wchar_t character) {
 
 // The character reader of an armed editor.
 static int read_guarded(EditLine *editor, wchar_t *character) {
-  if (guard.checked) take_check_back(editor);
+  if (guard.checked) take_check_back();
   const int got = guard.reader(editor, character);
   if (got != 1 || guard.terminal_failed) return got;
   if (guard.reading_plainly)
@@ -100,17 +94,25 @@ static int read_guarded(EditLine *editor, wchar_t *character) {
   return got;
 }
 
+el_rfunc_t bulk_guard_reader(EditLine *editor) {
+  el_rfunc_t reader = guard.reader;
+  if (!bulk_guard_is_armed(editor)) ::el_get(editor, EL_GETCFN, &reader);
+  return reader;
+}
+
+void bulk_guard_set_reader(EditLine *editor, el_rfunc_t reader) {
+  if (bulk_guard_is_armed(editor))
+    guard.reader = reader;
+  else
+    ::el_set(editor, EL_GETCFN, reader);
+}
+
 void bulk_guard_set(EditLine *editor, bool armed) {
   if (armed == bulk_guard_is_armed(editor)) return;
-  if (armed) {
-    guard = {};
-    el_get(editor, EL_GETCFN, &guard.reader);
-    el_set(editor, EL_GETCFN, read_guarded);
-    guard.armed_for = editor;
-  } else {
-    el_set(editor, EL_GETCFN, guard.reader);
-    guard = {};
-  }
+  const el_rfunc_t reader = bulk_guard_reader(editor);
+  guard.reader = reader;
+  guard.armed_for = armed ? editor : nullptr;
+  ::el_set(editor, EL_GETCFN, armed ? read_guarded : reader);
 }
 
 // --- Reading a line ------------------------------------------------------------------------------
@@ -121,49 +123,74 @@ static bool nothing_waits(EditLine *editor) {
   return waiting == 0;
 }
 
-// libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
-// through the driver's line editing and change the line. Returns whether a line is to be read.
-static bool switch_to_raw_mode(EditLine *editor) {
-  const bool cooked = layer.has_terminal && !layer.terminal_is_raw;
-  const bool nothing_to_read = cooked && nothing_waits(editor);
-  guard.terminal_failed = !make_terminal_raw();
-  if (!guard.terminal_failed) return true;
-  if (nothing_to_read) return false;
+// libedit edits on a raw terminal only, and takes any other for one that is at its end.
+static void begin_failed_line() {
+  guard.terminal_failed = true;
+  guard.edits_otherwise = editing_is_on();
+  set_editing(false);
+}
+
+// Also of one that a signal handler has jumped out of.
+static void end_failed_line() {
+  if (guard.terminal_failed) set_editing(guard.edits_otherwise);
+  guard.terminal_failed = false;
+}
+
+static void tell_of_failure(EditLine *editor) {
   FILE *errors = nullptr;
   el_get(editor, EL_GETFP, 2, &errors);
   fputs("Could not set rawmode.\n", errors);
   fflush(errors);
+}
+
+// libedit shows the prompt before it makes the terminal raw; keys that arrive in between would go
+// through the driver's line editing and change the line. Returns whether a line is to be read.
+static bool switch_to_raw_mode(EditLine *editor) {
+  end_failed_line();
+  const bool cooked = layer.has_terminal && !layer.terminal_is_raw;
+  const bool nothing_to_read = cooked && nothing_waits(editor);
+  if (make_terminal_raw()) return true;
+  if (nothing_to_read) return false;
+  tell_of_failure(editor);
+  begin_failed_line();
   return true;
 }
 
 // At the end of a line that was not checked at its last key. Bulk mode wants the terminal raw, and
 // libedit has given it back at the end of an edited line.
 static void check_after_line(EditLine *editor) {
-  const bool editing = bulk_guard_check(input_of(editor), editing_is_on(editor));
-  set_editing(editor, editing);
+  const bool editing = bulk_guard_check(input_of(editor), editing_is_on());
+  set_editing(editing);
   if (!editing) make_terminal_raw();
+}
+
+static bool returns_single_characters(EditLine *editor) {
+  int unbuffered = 0;
+  el_get(editor, EL_UNBUFFERED, &unbuffered);
+  return unbuffered != 0;
 }
 
 // libedit's own reading, and what it leaves the terminal in.
 static const wchar_t *read_in_mode(EditLine *editor, int *count) {
-  guard.reading_plainly = !layer.has_terminal || !editing_is_on(editor);
+  guard.reading_plainly = !layer.has_terminal || !editing_is_on();
   guard.checked = guard.went_off_at_key = false;
   const wchar_t *line = ::el_wgets(editor, count);
-  if (!guard.reading_plainly && editing_is_on(editor)) layer.terminal_is_raw = false;
+  if (!guard.reading_plainly && editing_is_on() && !returns_single_characters(editor))
+    layer.terminal_is_raw = false;
   return line;
 }
 
 const wchar_t *el_wgets(EditLine *editor, int *count) {
+  int nobody_asks = 0;
+  if (count == nullptr) count = &nobody_asks;
   *count = 0;
   if (!switch_to_raw_mode(editor)) {
     errno = 0;
     return nullptr;
   }
-  // libedit edits on a raw terminal only, and takes any other for one that is at its end.
-  if (guard.terminal_failed) set_editing(editor, false);
   const wchar_t *line = read_in_mode(editor, count);
   const int error = errno;
-  if (guard.terminal_failed) set_editing(editor, true);
+  end_failed_line();
   if (bulk_guard_is_armed(editor) && !guard.checked) check_after_line(editor);
   errno = error;
   return line;

@@ -21,6 +21,10 @@ bool bulk_guard_is_armed(EditLine *editor);
 void bulk_guard_set(EditLine *editor, bool armed);
 void bulk_guard_forget();
 
+// Where the editor gets its characters from, whether the guard stands in between or not.
+el_rfunc_t bulk_guard_reader(EditLine *editor);
+void bulk_guard_set_reader(EditLine *editor, el_rfunc_t reader);
+
 // The guard's decision at the end of a line: whether editing is to be on for the next one, when
 // `editing` tells whether it is on now. `fd` is the terminal; where it cannot be asked, nothing is
 // taken to wait.
@@ -53,6 +57,19 @@ int el_wget(EditLine *editor, int operation, Arguments... arguments) {
 template <typename... Arguments>
 int el_get(EditLine *editor, int operation, Arguments... arguments) {
   return operation <= EL_RPROMPT_ESC ? ::el_get(editor, operation, arguments...) : -1;
+}
+
+// EL_GETCFN, which an armed guard has to itself.
+inline int el_set(EditLine *editor, int operation, el_rfunc_t reader) {
+  if (operation != EL_GETCFN) return -1;
+  bulk_guard_set_reader(editor, reader);
+  return 0;
+}
+
+inline int el_get(EditLine *editor, int operation, el_rfunc_t *reader) {
+  if (operation != EL_GETCFN) return -1;
+  *reader = bulk_guard_reader(editor);
+  return 0;
 }
 
 // Reads a line, as libedit's el_wgets: the editor's own buffer, or null with `*count` 0 at the end

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cwchar>
 
 #include "layer_state.h"
 #include "output_watch.h"
@@ -19,19 +20,22 @@ static struct {
   int rows;
 } beside;
 
-// The row of the screen, counted from that of the prompt, in which `end` is drawn. What does not
-// fit on the screen is scrolled away at the top.
+// The row of the screen, counted from that of the prompt, in which the cursor is when it stands
+// behind `end`: on the next character, which may not fit into the row. What does not fit on the
+// screen is scrolled away at the top.
 static int row_of(const wchar_t *end) {
   int rows = 0;
   int columns = 0;
   rl_get_screen_size(&rows, &columns);
-  const wchar_t *line = el_wline(layer.editor)->buffer;
-  const int row = screen_position(layer.prompt, line, static_cast<size_t>(end - line), columns).row;
-  return row < rows ? row : rows - 1;
+  const LineInfoW *line = el_wline(layer.editor);
+  ScreenPosition at =
+      screen_position(layer.prompt, line->buffer, static_cast<size_t>(end - line->buffer), columns);
+  if (end < line->lastchar && at.column + wcwidth(*end) > columns) ++at.row;
+  return at.row < rows ? at.row : rows - 1;
 }
 
 void rl_begin_output() {
-  if (!layer_is_initialised() || !layer.has_terminal) return;
+  if (!layer_is_initialised() || !layer.has_terminal || !editing_is_on()) return;
   const LineInfoW *line = el_wline(layer.editor);
   beside.rows = row_of(line->lastchar);
   const int rows_below = beside.rows - row_of(line->cursor);
@@ -50,12 +54,6 @@ static bool can_clear() {
   char *clear = nullptr;
   el_get(layer.editor, EL_GETTC, "cd", &clear);
   return clear != nullptr && *clear != '\0';
-}
-
-static bool editing_is_on() {
-  int editing = 0;
-  el_get(layer.editor, EL_EDITMODE, &editing);
-  return editing != 0;
 }
 
 // The editor draws as if the cursor stood at the start of an empty row.

@@ -89,22 +89,25 @@ const char *show_upper_rows(const char *prompt) {
   return prompt;
 }
 
-static bool editing_is_on() {
+bool editing_is_on() {
   int editing = 0;
   el_get(layer.editor, EL_EDITMODE, &editing);
   return editing != 0;
 }
 
-// libedit leaves the terminal alone while editing is off, which is right for a terminal that does
-// not echo. The bulk-input guard switches editing off on others.
+void set_editing(bool on) { el_set(layer.editor, EL_EDITMODE, on ? 1 : 0); }
+
+// libedit leaves the terminal alone while editing is off.
 static void switch_terminal(int raw) {
-  const bool plain = !editing_is_on() && bulk_guard_is_armed(layer.editor);
-  if (plain) el_set(layer.editor, EL_EDITMODE, 1);
+  const bool editing = editing_is_on();
+  set_editing(true);
   el_set(layer.editor, EL_PREP_TERM, raw);
-  if (plain) el_set(layer.editor, EL_EDITMODE, 0);
+  set_editing(editing);
 }
 
-// libedit does not tell whether it worked. No system call failed where errno is still 0.
+// A terminal that does not echo is left as it is; editing is off there from the beginning. The
+// bulk-input guard switches editing off on others. libedit does not tell whether it worked: no
+// system call failed where errno is still 0.
 bool make_terminal_raw() {
   if (!layer.has_terminal) return true;
   if (!editing_is_on() && !bulk_guard_is_armed(layer.editor)) return true;
@@ -115,7 +118,7 @@ bool make_terminal_raw() {
 }
 
 void make_terminal_cooked() {
-  if (!layer.has_terminal) return;
+  if (!layer.has_terminal || !layer.terminal_is_raw) return;
   switch_terminal(0);
   layer.terminal_is_raw = false;
   put_back_uncooked_settings(&layer.line_start);

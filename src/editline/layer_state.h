@@ -44,6 +44,10 @@ void publish_line();
 size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
 size_t encoded_size(size_t length);
 
+// Whether the editor edits, or reads lines as they come.
+bool editing_is_on();
+void set_editing(bool on);
+
 // Switches the terminal between editing (raw, no echo) and the settings that the shell had. Neither
 // does anything without a terminal, or while editing is off, unless the bulk-input guard is armed.
 // The first returns false where it failed.

@@ -24,8 +24,8 @@ static struct {
   bool written;
 } watch = {-1, -1, -1, false};
 
-// Reads the events that wait. Returns whether a write is among them; what else there is tells of
-// the end of an earlier watch.
+// Reads the events that wait. Returns whether a write is among them, or may be, since somebody has
+// closed the instance; what else there is tells of the end of an earlier watch.
 static bool take_events() {
   alignas(struct inotify_event) char events[4096];
   bool written = false;
@@ -37,7 +37,7 @@ static bool take_events() {
       written = written || (event->mask & IN_MODIFY) != 0;
     }
   }
-  return written;
+  return written || errno != EAGAIN;
 }
 
 static void remove_watch(int *descriptor) {
@@ -56,7 +56,7 @@ void begin_output_watch(int fd) {
   watch.terminal = watch_name(name);
   if (watch.terminal < 0 && (errno == EBADF || errno == EINVAL)) {
     // There is no instance yet, or the application has closed it.
-    watch.instance = keep_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    keep_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC), &watch.instance);
     watch.terminal = watch_name(name);
   }
   watch.own_terminal = watch_name("/dev/tty");

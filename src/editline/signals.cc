@@ -1,6 +1,7 @@
 // Which signals reach the process while a line is read, and when.
 #include "signals.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
@@ -66,12 +67,12 @@ static sigset_t signals_to_let_in() {
   return set;
 }
 
-// Makes `arrivals` tell of the signals to let in. The application may have closed it since the line
-// before, and something else may have its number now.
+// Makes `arrivals` tell of the signals to let in. The application may have closed it meanwhile, and
+// something else may have its number now.
 static void watch_arrivals() {
   const sigset_t set = signals_to_let_in();
   if (arrivals < 0 || signalfd(arrivals, &set, 0) < 0)
-    arrivals = keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), &arrivals);
 }
 
 bool rl_hold_signals() {
@@ -312,12 +313,13 @@ static int wait_for_input(int count, WaitSet *readable) {
   wait_set_add(readable, arrivals);
   if (count <= arrivals) count = arrivals + 1;
   int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
-  if (take_arrivals(readable) && ready > 0) {
-    let_held_signals_in();
-    if (--ready == 0) {
-      errno = EINTR;
-      return -1;
-    }
+  const bool arrived_meanwhile = take_arrivals(readable) && ready > 0;
+  if (arrived_meanwhile) let_held_signals_in();
+  if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
+    watch_arrivals();
+    if (--ready > 0) return ready;
+    errno = EINTR;
+    return -1;
   }
   return ready;
 }

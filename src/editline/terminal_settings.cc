@@ -25,7 +25,7 @@ void put_back_uncooked_settings(const TerminalSettings *found) {
 
 bool hands_over_single_keys(int descriptor) {
   struct termios settings;
-  return tcgetattr(descriptor, &settings) == 0 && (settings.c_lflag & ICANON) == 0;
+  return tcgetattr(descriptor, &settings) == 0 && (settings.c_lflag & (ICANON | ECHO)) == 0;
 }
 
 bool terminal_echoes(const TerminalSettings *found) {

@@ -23,7 +23,7 @@ void put_back_terminal_settings(const TerminalSettings *found);
 // The same for a terminal that was not in line mode (ICANON off): the editor keeps the settings of
 // one that was by itself, and takes any other for one that needs its normal mode.
 void put_back_uncooked_settings(const TerminalSettings *found);
-// Whether `descriptor` is a terminal that hands keys over one by one.
+// Whether `descriptor` is a terminal that hands keys over one by one and does not echo them.
 bool hands_over_single_keys(int descriptor);
 // False only for a terminal whose echo is off.
 bool terminal_echoes(const TerminalSettings *found);

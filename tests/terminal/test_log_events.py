@@ -140,14 +140,16 @@ def test_a_message_under_a_prompt_of_any_kind(watched, prompt, rows_above, last_
 
 
 def test_what_is_not_echoed_is_not_shown_by_a_message(watched):
-    shell, monitor = watched(settings={"ECHO": False, "ICANON": False})
+    """Nor how long it is."""
+    shell, monitor = watched(settings={"ECHO": False, "ICANON": False}, columns=20)
     shell.ask("Tavorin.readline('password: ')")
     shell.wait_for_prompt("password: ", editing=False)
-    shell.type("secret")
+    shell.type("secret" * 10)
+    shell.wait_for_sleep()
     monitor.send((1, 1))
-    shell.wait_for_screen("log 1 1")
+    shell.wait_for_row(1, "log 1 1")
     shell.type("<enter>")
-    assert shell.outcome() == Returned("secret")
+    assert shell.outcome() == Returned("secret" * 10)
     assert b"secret" not in bytes(shell.output)
 
 

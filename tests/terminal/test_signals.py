@@ -257,6 +257,22 @@ class TestWithInputWaiting:
         assert shell.wait_for_end() == -number
 
 
+def test_a_completer_that_closes_every_descriptor(shell):
+    """As a careless way to start a program does."""
+    shell.do("def completer(key, line, position):\n"
+             "    kept = int(os.environ['TAVORIN_TEST_CHANNEL'])\n"
+             "    os.closerange(3, kept)\n    os.closerange(kept + 1, 1024)\n"
+             "    return 'd'\n")
+    for _ in range(2):
+        shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+        shell.type("<tab>")
+        shell.wait_for_cursor_row("> abcd")
+        shell.wait_for_sleep()
+        shell.type("<ctrl-c>")
+        assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-C pressed")
+        shell.assert_settings_as_before()
+
+
 class TestDefaultActionsInACompletion:
     """The completer runs under the shell's own dispositions; the terminal is given back for them,
     also where they end or stop the process."""
@@ -308,7 +324,7 @@ class TestDefaultActionsInACompletion:
         assert shell.outcome() == Raised("KeyboardInterrupt", message)
         shell.assert_settings_as_before()
 
-    def test_a_handler_that_the_completer_installs_is_left_in_place(self, terminal):
+    def test_a_handler_that_the_completer_installs_takes_its_signal(self, terminal):
         shell = terminal()
         shell.do("signal.signal(signal.SIGTSTP, signal.SIG_DFL)\n"
                  "def completer(key, line, position):\n"

@@ -9,20 +9,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csetjmp>
 #include <cstring>
 
 #include "editline/bulk_guard.h"
 #include "editline/layer_state.h"
 #include "editline/readline_layer.h"
+#include "editline/signals.h"
 #include "layer_harness.h"
 
 using namespace lineedit;
-
-static bool editing_is_on() {
-  int editing = -1;
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_EDITMODE, &editing), 0);
-  return editing != 0;
-}
 
 static int waiting() {
   int count = -1;
@@ -97,6 +93,41 @@ LAYER_TEST(BulkGuard, TheNarrowSetterKnowsNoSuchOperation) {
     EXPECT_EQ(lineedit::el_set(layer.editor, operation, 1), -1);
     EXPECT_EQ(lineedit::el_wset(layer.editor, operation, 1), -1);
   }
+}
+
+LAYER_TEST(BulkGuard, TheOperationTakesAnIntAndNothingElse) {
+  rl_initialize();
+  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, nullptr), -1);
+  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, "1"), -1);
+  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+}
+
+LAYER_TEST(BulkGuard, ArmedTwiceItReadsOnAsOnce) {
+  arm();
+  arm();
+  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  EXPECT_EQ(read_with_waiting("abc", 2000), "abc");
+  EXPECT_EQ(read_with_waiting("abc", 2000), "abc");
+}
+
+// The reader is the application's to set and to ask for, armed or not.
+LAYER_TEST(BulkGuard, AReaderThatIsSetLaterIsEchoedToo) {
+  arm_in_bulk();
+  el_rfunc_t before = nullptr, after = nullptr;
+  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &before), 0);
+  const el_rfunc_t reader = [](EditLine *, wchar_t *character) {
+    *character = L'\n';
+    return 1;
+  };
+  EXPECT_EQ(lineedit::el_set(layer.editor, EL_GETCFN, reader), 0);
+  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &after), 0);
+  EXPECT_EQ(after, reader);
+  EXPECT_EQ(read_next_line(""), "");
+  EXPECT_EQ(newly_shown(), "\r\n");
+  lineedit::el_set(layer.editor, EL_GETCFN, before);
+  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &after), 0);
+  EXPECT_EQ(after, before);
 }
 
 LAYER_TEST(BulkGuard, BothSettersPassOnWhatIsTheEditorsOwn) {
@@ -512,6 +543,89 @@ LAYER_TEST(BulkTerminal, IsGivenBackWhenAnotherEditorIsMade) {
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
 }
 
+static sigjmp_buf back;
+static void jump_back(int) { siglongjmp(back, 1); }
+
+static void raise_interrupt() {
+  raise(SIGINT);
+  wait_for_signal();
+}
+
+// Reads a line that a jump out of a signal handler ends.
+static void read_until_jump(std::vector<Step> steps) {
+  steps.push_back(raise_interrupt);
+  set_script(std::move(steps));
+  set_handler(SIGINT, jump_back);
+  rl_hold_signals();
+  if (sigsetjmp(back, 1) == 0) {
+    read_next_line("");
+    ADD_FAILURE() << "no jump";
+  }
+  rl_release_signals();
+}
+
+LAYER_TEST(BulkTerminal, IsGivenBackForAJumpAndTakenAgain) {
+  const struct termios found = pty_settings(&terminal);
+  arm_in_bulk();
+  read_until_jump({"abc"});
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  EXPECT_FALSE(editing_is_on());
+  EXPECT_EQ(read_line({"abc", [] { EXPECT_TRUE(pty_is_raw(&terminal)); }, "\n"}), "abc");
+}
+
+LAYER_TEST(BulkTerminal, DisarmedInBulkItIsGivenBackAllTheSame) {
+  const struct termios found = pty_settings(&terminal);
+  arm_in_bulk();
+  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  read_until_jump({"abc"});
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  lineedit::el_set(layer.editor, EL_EDITMODE, 1);
+  arm_in_bulk();
+  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  rl_initialize();
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  EXPECT_TRUE(editing_is_on());
+}
+
+LAYER_TEST(BulkTerminal, UnbufferedItIsGivenBackWhenAnotherEditorIsMade) {
+  const struct termios found = pty_settings(&terminal);
+  rl_initialize();
+  lineedit::el_set(layer.editor, EL_UNBUFFERED, 1);
+  set_script({"a"});
+  int count = 0;
+  lineedit::el_wgets(layer.editor, &count);
+  EXPECT_TRUE(pty_is_raw(&terminal));
+  rl_initialize();
+  EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
+  EXPECT_TRUE(editing_is_on());
+}
+
+LAYER_TEST(BulkTerminal, ArmedInTheMiddleOfAPlainLineTheRestIsEchoed) {
+  rl_initialize();
+  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
+  const auto arm_now = [] { lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1); };
+  set_script({"a", arm_now, "bc", "\n"});
+  EXPECT_EQ(read_next_line(""), "abc");
+  EXPECT_EQ(newly_shown(), "c\r\n");
+  EXPECT_TRUE(editing_is_on());
+}
+
+// A message beside such a line comes where the cursor is, and what has been typed stays.
+LAYER_TEST(BulkTerminal, OutputBesideAPlainLineMovesNothing) {
+  arm_in_bulk();
+  pty_set_size(&terminal, 24, 20);
+  set_script({std::string(50, 'x'),
+              [] {
+                newly_shown();
+                rl_begin_output();
+                rl_forced_update_display();
+                rl_end_output();
+                EXPECT_EQ(newly_shown(), "");
+              },
+              "\n"});
+  EXPECT_EQ(read_next_line(""), std::string(50, 'x'));
+}
+
 static struct termios seen_by_handler;
 
 LAYER_TEST(BulkTerminal, IsGivenBackForASignal) {
@@ -620,6 +734,60 @@ LAYER_TEST(RawSwitch, RefusedWhileArmedNothingIsEchoedTwice) {
   EXPECT_EQ(read_next_line("> "), "first");
   EXPECT_EQ(contents(errors), message);
   EXPECT_EQ(newly_shown(), "> ");
+}
+
+LAYER_TEST(RawSwitch, RefusedInBulkItStaysBulk) {
+  arm_in_bulk();
+  read_until_jump({"abc", [] { have_waiting(1500); }});
+  FILE *errors = new_error_file();
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  EXPECT_EQ(contents(errors), message);
+  EXPECT_EQ(editing_is_on(), waiting() < 1001);
+}
+
+LAYER_TEST(RawSwitch, RefusedAndJumpedOutOfTheNextLineIsEdited) {
+  rl_initialize();
+  new_error_file();
+  pty_type(&terminal, "x\n");
+  ASSERT_TRUE(pty_wait_for_input(&terminal));
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
+  read_until_jump({"abc"});
+  EXPECT_EQ(read_line({"abc\n"}), "abc");
+  EXPECT_TRUE(editing_is_on());
+}
+
+LAYER_TEST(RawSwitch, RefusedOnATerminalWithoutLineModeThereIsAMessageToo) {
+  struct termios settings = pty_settings(&terminal);
+  settings.c_lflag &= ~static_cast<tcflag_t>(ICANON);
+  tcsetattr(terminal.slave, TCSANOW, &settings);
+  rl_getc_function = nullptr;
+  rl_initialize();
+  FILE *errors = new_error_file();
+  pty_type(&terminal, "first\r");
+  ASSERT_TRUE(pty_wait_for(&terminal, "first"));
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
+  EXPECT_EQ(read_next_line(), "first");
+  EXPECT_EQ(contents(errors), message);
+}
+
+LAYER_TEST(RawSwitch, OneByteIsInputWaiting) {
+  rl_getc_function = nullptr;
+  rl_initialize();
+  FILE *errors = new_error_file();
+  pty_type(&terminal, "\n");
+  ASSERT_TRUE(pty_wait_for_input(&terminal));
+  on_change_of_settings(SECCOMP_RET_ERRNO | EPERM);
+  EXPECT_EQ(read_next_line(), "");
+  EXPECT_EQ(contents(errors), message);
+}
+
+LAYER_TEST(RawSwitch, TheCountMayBeLeftOut) {
+  rl_initialize();
+  set_script({"abc\n"});
+  const wchar_t *line = lineedit::el_wgets(layer.editor, nullptr);
+  ASSERT_NE(line, nullptr);
+  EXPECT_EQ(std::wstring(line, 3), L"abc");
 }
 
 LAYER_TEST(RawSwitch, IsMadeWhenInputIsWaitingToo) {

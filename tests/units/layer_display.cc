@@ -304,13 +304,39 @@ LAYER_TEST(Beside, NoMoreDescriptorsAreOpenThanAtFirst) {
   EXPECT_EQ(after, before);
 }
 
+// A wide character that does not fit into a row is in the next one, and so is the cursor on it.
+LAYER_TEST(Beside, TheCursorOnAWideCharacterAtTheMargin) {
+  pty_set_size(&terminal, 24, 21);
+  std::string shown;
+  const auto beside = [&] {
+    shown = shown_by([] {
+      rl_begin_output();
+      rl_forced_update_display();
+      rl_end_output();
+    });
+  };
+  rl_initialize();
+  std::string line;
+  for (int i = 0; i < 13; ++i) line += "\u65e5\u672c";
+  add_history(line.c_str());
+  // 9 in the first row behind the prompt, 10 in the second: the cursor is on the 20th.
+  EXPECT_EQ(read_line({"\020", std::string(7, '\002'), beside, "\n"}), line);
+  EXPECT_EQ(shown.substr(0, 12), "\033[A\033[A\r\033[J> ");
+}
+
 LAYER_TEST(Beside, WithoutEchoNothingIsShown) {
   struct termios settings = pty_settings(&terminal);
   settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
   tcsetattr(terminal.slave, TCSANOW, &settings);
   std::string shown;
-  EXPECT_EQ(read_line({"secret", [&] { shown = shown_by(rl_forced_update_display); }, "\n"}),
-            "secret");
+  const auto beside = [&] {
+    shown = shown_by([] {
+      rl_begin_output();
+      rl_forced_update_display();
+      rl_end_output();
+    });
+  };
+  EXPECT_EQ(read_line({std::string(200, 's'), beside, "\n"}), std::string(200, 's'));
   EXPECT_EQ(shown, "");
 }
 
@@ -379,6 +405,12 @@ LAYER_TEST(OutputWatch, WorksOnAfterTheApplicationClosedItsDescriptors) {
   begin_output_watch(terminal.slave);
   EXPECT_FALSE(output_was_written());
   ASSERT_EQ(write(terminal.slave, "x", 1), 1);
+  EXPECT_TRUE(output_was_written());
+}
+
+LAYER_TEST(OutputWatch, TakesOutputForGrantedWhenItIsClosedMeanwhile) {
+  begin_output_watch(terminal.slave);
+  close_range(10, ~0U, 0);
   EXPECT_TRUE(output_was_written());
 }
 

@@ -1,6 +1,7 @@
 // Waiting on descriptors: the set, which has no largest descriptor, and the wait itself.
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -253,4 +254,45 @@ LAYER_TEST(Wait, TakesNoStandardDescriptorThatIsClosed) {
     dup2(kept, descriptor);
     close(kept);
   }
+}
+
+LAYER_TEST(Wait, SignalsGetInAfterTheApplicationClosedItsDescriptorsMeanwhile) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  const Pipe full = make_full_pipe();
+  ASSERT_TRUE(rl_hold_signals());
+  close_range(static_cast<unsigned>(std::max(full.in, full.out)) + 1, ~0U, 0);
+  raise(SIGUSR1);
+  while (wait_for(&set, {full.in}) != 1) continue;
+  EXPECT_EQ(wait_for(&set, {full.in}), 1);
+  EXPECT_EQ(handled[SIGUSR1], 1);
+  // The wait is one again: nothing but a signal ends it.
+  const Pipe empty = make_pipe();
+  raise(SIGUSR1);
+  EXPECT_EQ(wait_for(&set, {empty.in}), -1);
+  EXPECT_EQ(handled[SIGUSR1], 2);
+  rl_release_signals();
+}
+
+LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  ASSERT_TRUE(rl_hold_signals());
+  const pid_t child = fork();
+  if (child == 0) {
+    rl_release_signals();
+    pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+    rl_hold_signals();
+    _exit(0);
+  }
+  waitpid(child, nullptr, 0);
+  raise(SIGUSR1);  // which stays blocked, and must not end the wait
+  const Pipe full = make_full_pipe();
+  EXPECT_EQ(wait_for(&set, {full.in}), 1);
+  EXPECT_EQ(handled[SIGUSR1], 0);
+  rl_release_signals();
 }
