@@ -53,7 +53,7 @@ report_signals(signal.SIGINT, signal.SIGTSTP)
 
 # What a round may type besides letters.  All of it leaves the letters typed as they are.
 EDITING_KEYS = ["<left><right>", "<ctrl-a><ctrl-e>", "<home><end>", "<meta-b><ctrl-e>",
-                "x<backspace>", "<esc>[1;5D<esc>[1;5C", "<ctrl-v>y<backspace>"]
+                "x<backspace>", "<ctrl-left><ctrl-right>", "<ctrl-v>y<backspace>"]
 
 
 # What may stand at the beginning of a line: the rest of a key whose first byte went to the read that
