@@ -3,13 +3,17 @@
 #include <sys/types.h>
 
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <iterator>
 
+#include "history_search.h"
+#include "history_walk.h"
+#include "key_reader.h"
 #include "layer_state.h"
+#include "line_text.h"
 #include "readline_layer.h"
 #include "signals.h"
 
@@ -102,47 +106,6 @@ static unsigned char added_command(EditLine *, wint_t key) {
   return finish_command(CC_NORM);
 }
 
-// --- The way back from history -------------------------------------------------------------------
-
-// How many lines back the editor is in its history; 0 in the line being typed.
-static int lines_back;
-
-int history_for_editor(void *history_object, HistEvent *event, int operation, ...) {
-  va_list arguments;
-  va_start(arguments, operation);
-  void *argument = va_arg(arguments, void *);
-  va_end(arguments);
-  const int result = history(static_cast<History *>(history_object), event, operation, argument);
-  if (result >= 0 && operation == H_FIRST) lines_back = 1;
-  if (result >= 0 && operation == H_NEXT) ++lines_back;
-  return result;
-}
-
-void forget_place_in_history() { lines_back = 0; }
-
-// A key that nobody has: the byte 255 is the end of input.
-static const wchar_t way_back_key[] = L"\377";
-static const char way_back_key_name[] = "\\377";
-
-// libedit 3.1-20221030 brings back the line that was being typed when the walk through history
-// began, also where there was no walk: Down then wipes a half-typed line. So the key is let through
-// to it only in history.
-static unsigned char next_history_command(EditLine *editor, wint_t) {
-  if (lines_back == 0) return CC_ERROR;
-  --lines_back;
-  el_wpush(editor, way_back_key);
-  return CC_NORM;
-}
-
-static void guard_way_back(EditLine *editor) {
-  el_wset(editor, EL_ADDFN, L"rl_next_history", L"Go to the next line of history, if there is one",
-          next_history_command);
-  el_set(editor, EL_BIND, way_back_key_name, "ed-next-history", nullptr);
-  for (const char *key : {"^N", "\\e[B", "\\eOB"})
-    el_set(editor, EL_BIND, key, "rl_next_history", nullptr);
-  el_set(editor, EL_BIND, "-k", "down", "rl_next_history", nullptr);
-}
-
 // --- The keys of every line ----------------------------------------------------------------------
 
 // Keys that every line has beyond the editor's emacs set.
@@ -152,7 +115,6 @@ static const struct {
 } default_bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
-    {"^R", "em-inc-search-prev"},
     // Home and End as the terminals of the last decades send them.
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
@@ -182,8 +144,7 @@ static const char *const removed_keys[] = {
     "\\330",
     "\\eX",
     // Meta-Ctrl-underscore copies the word before the cursor without a look at the room that is
-    // left
-    // in the line: repeated on a growing line it writes past the buffer.
+    // left in the line: repeated on a growing line it writes past the buffer.
     "\\237",
     "\\e\\037",
 };
@@ -196,7 +157,9 @@ void add_commands(EditLine *editor) {
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
   for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);
-  guard_way_back(editor);
+  add_history_commands(editor);
+  add_search_commands(editor);
+  add_repeat_count(editor);
 }
 
 // --- Binding -------------------------------------------------------------------------------------
@@ -205,6 +168,32 @@ static void bind_key_to_command(int key, const char *command) {
   char octal[8];
   snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(key));
   el_set(layer.editor, EL_BIND, octal, command, nullptr);
+}
+
+// libedit's commands that walk through history, and the layer's commands that an application gets
+// for them.
+static const struct {
+  const char *editors;
+  const char *layers;
+} better_commands[] = {
+    {"ed-prev-history", "rl_prev_history"},
+    {"ed-next-history", "rl_next_history"},
+    {"ed-search-prev-history", "rl_search_prev_history"},
+    {"ed-search-next-history", "rl_search_next_history"},
+    {"em-inc-search-prev", "rl_inc_search_prev"},
+    {"em-inc-search-next", "rl_inc_search_next"},
+};
+
+static const char *better_command(const char *name) {
+  for (const auto &better : better_commands)
+    if (strcmp(name, better.editors) == 0) return better.layers;
+  return name;
+}
+
+// Of a line like "bind ? rl_complete".
+static void note_binding(const char **words) {
+  words[2] = better_command(words[2]);
+  if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
 static bool is_key(int key) {
@@ -217,6 +206,7 @@ int rl_parse_and_bind(const char *line) {
   int count = 0;
   const char **words = nullptr;
   const bool parsed = tok_str(tokenizer, line, &count, &words) == 0 && count > 0;
+  if (parsed && count == 3 && strcmp(words[0], "bind") == 0) note_binding(words);
   const int refused = parsed ? el_parse(layer.editor, count, words) : 1;
   tok_end(tokenizer);
   return refused != 0 ? 1 : 0;
@@ -226,6 +216,7 @@ int rl_bind_key(int key, rl_command_func_t *function) {
   if (function != rl_insert || !is_key(key)) return -1;
   if (!initialise_layer()) return -1;
   bind_key_to_command(key, "ed-insert");
+  note_key_inserts(key, true);
   return 0;
 }
 

@@ -4,7 +4,11 @@
 #include <cwchar>
 
 #include "bulk_guard.h"
+#include "history_search.h"
+#include "history_walk.h"
+#include "key_reader.h"
 #include "layer_state.h"
+#include "line_text.h"
 #include "readline_layer.h"
 #include "signals.h"
 
@@ -15,30 +19,7 @@ int rl_point;
 int rl_end;
 int rl_done;
 
-// --- Bytes and characters ------------------------------------------------------------------------
-
-size_t encoded_size(size_t length) { return length * MB_CUR_MAX + 1; }
-
-size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
-  char *out = bytes;
-  mbstate_t shift = {};
-  for (size_t i = 0; i < length; ++i) {
-    // The character reader hands bytes 128 to 255 on as negative numbers.
-    if (static_cast<int>(characters[i]) < 0) {
-      *out++ = static_cast<char>(characters[i]);
-      continue;
-    }
-    const size_t used = wcrtomb(out, characters[i], &shift);
-    if (used == static_cast<size_t>(-1)) {
-      shift = {};
-      *out++ = '?';
-    } else {
-      out += used;
-    }
-  }
-  *out = '\0';
-  return static_cast<size_t>(out - bytes);
-}
+// --- The published line --------------------------------------------------------------------------
 
 void publish_line() {
   const LineInfoW *line = el_wline(layer.editor);
@@ -78,7 +59,9 @@ char *readline(const char *prompt) {
   if (!initialise_layer()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
+  forget_keys();
   forget_place_in_history();
+  forget_search();
   set_prompt(show_upper_rows(prompt != nullptr ? prompt : ""));
   const bool held_here = rl_hold_signals();
   take_signal_handlers();
@@ -115,7 +98,9 @@ int rl_insert_text(const char *text) {
   if (!initialise_layer()) return 0;
   const LineInfoW *line = el_wline(layer.editor);
   if (rl_point >= 0 && rl_point <= line->lastchar - line->buffer) move_cursor_to(rl_point);
-  if (el_insertstr(layer.editor, text) != 0) return 0;
+  static LineText decoded;
+  decode_text(&decoded, text);
+  if (el_winsertstr(layer.editor, decoded.characters) != 0) return 0;
   publish_line();
   return static_cast<int>(strlen(text));
 }

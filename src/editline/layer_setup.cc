@@ -11,6 +11,7 @@
 #include <cwchar>
 
 #include "bulk_guard.h"
+#include "history_walk.h"
 #include "key_reader.h"
 #include "layer_state.h"
 #include "readline_layer.h"
@@ -158,8 +159,12 @@ static void connect_history() {
   el_set(layer.editor, EL_HIST, history_for_editor, layer.history);
 }
 
+// libedit 3.1-20221030 begins with a buffer of 1024 characters, not all of them for the line.
+static constexpr size_t initial_line_room = 1000;
+
 // Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
 static void furnish_editor(bool echoing) {
+  layer.line_room = initial_line_room;
   if (!echoing) el_set(layer.editor, EL_EDITMODE, 0);
   connect_history();
   el_set(layer.editor, EL_GETCFN, key_reader());

@@ -21,6 +21,8 @@ struct LayerState {
   bool terminal_is_raw;
   // The terminal's settings when the line in progress began, or the first such line.
   TerminalSettings line_start;
+  // The room in the editor's line, in characters, at least.
+  size_t line_room;
   // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
   wchar_t *prompt;
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
@@ -38,12 +40,6 @@ bool initialise_layer();
 // Brings rl_point, rl_end and rl_line_buffer up to date with the editor's line.
 void publish_line();
 
-// Writes `length` characters as bytes in the current locale, and a NUL, to `bytes`, which must have
-// room for encoded_size(length). Returns the bytes before the NUL. A byte that the reader handed on
-// as a negative character comes out as that byte, a character the locale lacks as '?'.
-size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
-size_t encoded_size(size_t length);
-
 // Whether the editor edits, or reads lines as they come.
 bool editing_is_on();
 void set_editing(bool on);
@@ -58,11 +54,6 @@ void make_terminal_cooked();
 void set_prompt(const char *bytes);
 // Writes the rows of a prompt but the last, which it returns: the editor draws one row only.
 const char *show_upper_rows(const char *prompt);
-
-// What the editor has for its history: the history object, and a note of where in it the editor is.
-int history_for_editor(void *history_object, HistEvent *event, int operation, ...);
-// At the start of a line, which is never in history.
-void forget_place_in_history();
 
 // Adds the layer's own commands to the editor and binds the keys that every line has.
 void add_commands(EditLine *editor);

@@ -204,16 +204,16 @@ LAYER_TEST(InsertText, CountsThePointInCharacters) {
   EXPECT_EQ(read_line({command_key "\n"}), "äö-+ü");
 }
 
-LAYER_TEST(InsertText, TextThatTheEditorCannotDecodeIsRefused) {
+LAYER_TEST(InsertText, ByteThatTheLocaleCannotDecodeComesBackAsItIs) {
   int returned = INT_MAX;
   PublishedLine after = {};
   on_command_key([&] {
     returned = rl_insert_text("ab\377");
     after = published_line();
   });
-  EXPECT_EQ(read_line({"wxyz" command_key "\n"}), "wxyz");
-  EXPECT_EQ(returned, 0);
-  expect_line(after, "wxyz", 4, 4);
+  EXPECT_EQ(read_line({"wxyz" command_key "\n"}), "wxyzab\377");
+  EXPECT_EQ(returned, 3);
+  expect_line(after, "wxyzab\377", 7, 7);
 }
 
 LAYER_TEST(InsertText, LongTextMakesTheLineGrow) {
