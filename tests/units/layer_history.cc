@@ -1,4 +1,5 @@
 // The history object of the layer: who owns it, what enters it, and that the editor walks it.
+#include <clocale>
 #include <cstring>
 
 #include "editline/readline_layer.h"
@@ -8,6 +9,8 @@ using namespace lineedit;
 
 #define up_key "\020"    // ^P
 #define down_key "\016"  // ^N
+#define meta_p "\033p"
+#define meta_n "\033n"
 
 LAYER_TEST(GetHistory, IsNullBeforeTheLayerIsInitialisedAndDoesNotInitialiseIt) {
   EXPECT_EQ(get_history(), nullptr);
@@ -72,6 +75,131 @@ LAYER_TEST(ClearHistory, EmptiesIt) {
 LAYER_TEST(ClearHistory, InitialisesTheLayer) {
   clear_history();
   EXPECT_NE(get_history(), nullptr);
+}
+
+// --- What libedit's own commands lose ------------------------------------------------------------
+
+static void record(const std::vector<std::string> &lines) {
+  for (const std::string &line : lines) add_history(line.c_str());
+}
+
+LAYER_TEST(WalkingHistory, ALongTypedLineComesBackWhole) {
+  record({"recorded"});
+  const std::string line = repeated("0123456789", 150) + "end";
+  EXPECT_EQ(read_line({line + up_key down_key "\n"}), line);
+  EXPECT_EQ(read_line({line + up_key down_key "!\n"}), line + "!");
+}
+
+LAYER_TEST(WalkingHistory, GetsPastALineThatTheLocaleCannotDecode) {
+  record({"older", "caf\351", "newer"});
+  EXPECT_EQ(read_line({up_key up_key up_key "\n"}), "older");
+  EXPECT_EQ(read_line({up_key up_key up_key down_key down_key "\n"}), "newer");
+  EXPECT_EQ(read_line({"old" meta_p "\n"}), "older");
+}
+
+LAYER_TEST(WalkingHistory, EveryByteOfARecalledLineComesBack) {
+  std::string bytes;
+  for (int byte = 1; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  record({bytes, "blanks at the end  ", "a line end\n"});
+  EXPECT_EQ(read_line({up_key "|\n"}), "a line end\n|");
+  EXPECT_EQ(read_line({up_key up_key "\n"}), "blanks at the end  ");
+  EXPECT_EQ(read_line({up_key up_key up_key "\n"}), bytes);
+}
+
+LAYER_TEST(WalkingHistory, EveryByteComesBackInTheCLocale) {
+  setlocale(LC_ALL, "C");
+  record({"caf\303\251", "newer"});
+  EXPECT_EQ(read_line({up_key up_key "|\n"}), "caf\303\251|");
+}
+
+LAYER_TEST(WalkingHistory, DownInTheTypedLineKeepsIt) {
+  record({"recorded"});
+  EXPECT_EQ(read_line({"draft" down_key "\n"}), "draft");
+  EXPECT_EQ(read_line({"draft" up_key down_key " more" down_key "\n"}), "draft more");
+}
+
+LAYER_TEST(WalkingHistory, DownAfterASearchHasComeBackKeepsTheLine) {
+  record({"draft one"});
+  EXPECT_EQ(read_line({"draft" meta_p meta_n " more" down_key "\n"}), "draft more");
+}
+
+LAYER_TEST(WalkingHistory, UpAtTheOldestLineKeepsWhatWasTypedThere) {
+  record({"oldest"});
+  EXPECT_EQ(read_line({up_key " more" up_key "\n"}), "oldest more");
+}
+
+LAYER_TEST(WalkingHistory, WhatWasKilledCanStillBeYanked) {
+  record({"recorded"});
+  EXPECT_EQ(read_line({"abc\025" up_key down_key "\031\n"}), "abc");
+}
+
+LAYER_TEST(WalkingHistory, AnEmptyLineIsRecalledAsSuch) {
+  record({"", "newer"});
+  EXPECT_EQ(read_line({up_key up_key "\n"}), "");
+  EXPECT_EQ(read_line({up_key up_key down_key "\n"}), "newer");
+}
+
+LAYER_TEST(WalkingHistory, TakesARepeatCount) {
+  record({"one", "two", "three", "four"});
+  EXPECT_EQ(read_line({"\0333" up_key "\n"}), "two");
+  EXPECT_EQ(read_line({"\0333\033[A\n"}), "two");
+  EXPECT_EQ(read_line({"\0333\033OA\0332\033OB\n"}), "four");
+  EXPECT_EQ(read_line({"\03310" up_key "\n"}), "one");
+  EXPECT_EQ(read_line({"draft\0333" up_key "\0339" down_key "\n"}), "draft");
+}
+
+LAYER_TEST(WalkingHistory, ARepeatCountIsForOneKey) {
+  record({"one", "two", "three"});
+  EXPECT_EQ(read_line({"\0333x\025" up_key "\n"}), "three");
+  EXPECT_EQ(read_line({"\0332" up_key up_key "\n"}), "one");
+}
+
+LAYER_TEST(WalkingHistory, IsOverAtTheNextLine) {
+  record({"one", "two", "three"});
+  EXPECT_EQ(read_line({up_key up_key "\n"}), "two");
+  EXPECT_EQ(read_line({up_key "\n"}), "three");
+  EXPECT_EQ(read_line({"new" down_key "\n"}), "new");
+}
+
+// Those are what vi users get.
+LAYER_TEST(WalkingHistory, LibeditsOwnCommandsGetPastItToo) {
+  record({"older", "caf\351", "newer"});
+  EXPECT_EQ(rl_parse_and_bind("bind -v"), 0);
+  EXPECT_EQ(read_line({"\033kkk\n"}), "older");
+  EXPECT_EQ(read_line({"\033kk\n"}), "caf?");
+}
+
+// --- Lines with the text before the cursor -------------------------------------------------------
+
+LAYER_TEST(SearchingForTypedText, GoesFromMatchToMatch) {
+  record({"show one", "exit", "show two", "show three"});
+  EXPECT_EQ(read_line({"show" meta_p "\n"}), "show three");
+  EXPECT_EQ(read_line({"show" meta_p meta_p meta_p "\n"}), "show one");
+  EXPECT_EQ(read_line({"show" meta_p meta_p meta_p meta_n "\n"}), "show two");
+}
+
+LAYER_TEST(SearchingForTypedText, StaysAtTheLastMatch) {
+  record({"show one", "exit"});
+  EXPECT_EQ(read_line({"show" meta_p meta_p "|\n"}), "show one|");
+  EXPECT_EQ(read_line({"show" meta_p meta_p meta_n "\n"}), "show");
+  EXPECT_EQ(read_line({"show" meta_n "|\n"}), "show|");
+}
+
+LAYER_TEST(SearchingForTypedText, AChangedLineIsANewPattern) {
+  record({"exit", "show two", "show one"});
+  EXPECT_EQ(read_line({"show" meta_p "\025"
+                       "ex" meta_p "\n"}),
+            "exit");
+}
+
+LAYER_TEST(SearchingForTypedText, IsForWhatIsBeforeTheCursor) {
+  record({"show one"});
+  EXPECT_EQ(read_line({"show zzz\033b\002" meta_p "\n"}), "show one");
+}
+
+LAYER_TEST(SearchingForTypedText, LinesLikeTheOneShownArePassedOver) {
+  record({"show one", "show two", "exit", "show two"});
+  EXPECT_EQ(read_line({"show" meta_p meta_p "\n"}), "show one");
 }
 
 // --- A store of the application's own ------------------------------------------------------------

@@ -298,3 +298,24 @@ LAYER_TEST(HarmlessKeys, LeaveTheLineAsItIs) {
     EXPECT_EQ(read_line({row.keys}), row.line);
   }
 }
+
+// --- Repeat counts -------------------------------------------------------------------------------
+
+LAYER_TEST(RepeatCount, IsTakenByKeys) {
+  EXPECT_EQ(read_line({"\0333x\n"}), "xxx");
+  EXPECT_EQ(read_line({"\03312xy\n"}), "xxxxxxxxxxxxy");
+  EXPECT_EQ(read_line({"abcdef\0332\002|\n"}), "abcd|ef");
+  EXPECT_EQ(read_line({"one two three\0332\033b|\n"}), "one |two three");
+  EXPECT_EQ(read_line({"\2632x\n"}), repeated("x", 32));
+}
+
+// libedit alone takes a million, and then needs seconds and hundreds of megabytes.
+LAYER_TEST(RepeatCount, EndsAt9999) {
+  EXPECT_EQ(read_line({"\0339999x\n"}), repeated("x", 9999));
+  EXPECT_EQ(read_line({"\0339999999999999999x\n"}), repeated("x", 9999));
+}
+
+LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
+  EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);
+  EXPECT_EQ(read_line({"x\n"}), "x");
+}
