@@ -93,7 +93,8 @@ def test_a_session_from_start_to_end(start, tmp_path):
     assert enter(shell, "int eth1", "r1(config-eth1)# ") == []
     assert enter(shell, "desc customers", "r1(config-eth1)# ") == []
     assert enter(shell, "show history", "r1(config-eth1)# ") == [
-        "  show int", "  terminal monitor", "  conf", "  hostname r1", "  int eth1", "  desc customers", "  show history"]
+        "  show int", "  terminal monitor", "  conf", "  hostname r1", "  int eth1",
+        "  desc customers", "  show history"]
     assert enter(shell, "interface eth0", "r1(config-eth0)# ") == []
     # The lines of the other interface's mode are not for this one; those of the modes above are.
     shell.type("<up>")
