@@ -9,6 +9,7 @@ To add a command, write a function below and a row for it in COMMANDS.
 
 import collections
 import os
+import signal
 import sys
 import tempfile
 import threading
@@ -36,6 +37,8 @@ class Log(object):
     def __init__(self, seconds):
         descriptor, self.name = tempfile.mkstemp(prefix="device-", suffix=".log")
         self.file = os.fdopen(descriptor, "r")
+        # Opened once: by its name, the writer would make the file anew after remove().
+        self.end = open(self.name, "a", 0)
         writer = threading.Thread(target=self.write_on, args=(seconds,))
         writer.daemon = True
         writer.start()
@@ -43,8 +46,7 @@ class Log(object):
     def write_on(self, seconds):
         for number in xrange(1, sys.maxint):
             time.sleep(seconds)
-            with open(self.name, "a") as log:
-                log.write("eth%d: link %s\n" % (number % 2, "down" if number % 4 < 2 else "up"))
+            self.end.write("eth%d: link %s\n" % (number % 2, "down" if number % 4 < 2 else "up"))
 
     def show_news(self, lines, size):
         """Called by Tavorin between two keys when the file has grown.
@@ -66,6 +68,7 @@ def configure(device):
 
 
 def interface(device, name):
+    name = shown(name)
     device.interfaces.setdefault(name, "")
     device.modes[device.modes.index(CONFIG) + 1:] = [interface_mode(name)]
 
@@ -75,7 +78,7 @@ def description(device, text):
 
 
 def hostname(device, name):
-    device.hostname = name
+    device.hostname = shown(name)
 
 
 def leave_mode(device):
@@ -98,12 +101,7 @@ def show_interfaces(device):
 
 
 def clear_history(device):
-    # A question of its own, that nothing typed so far should answer by <tab> or Up.
-    keys = Tavorin.keyBindingsEnabled()
-    Tavorin.keyBindingsEnabledIs(False)
-    answer = Tavorin.simpleReadline("Forget all lines? [y/n] ")
-    Tavorin.keyBindingsEnabledIs(keys)
-    if answer.strip().lower().startswith("y"):
+    if ask("Forget all lines? [y/n] ").strip().lower().startswith("y"):
         Tavorin.clearHistory()
 
 
@@ -117,10 +115,8 @@ def terminal_width(device, columns):
 
 
 def terminal_monitor(device):
-    # Tavorin borrows the function: it must live for as long as the monitor is on.
-    device.show_news = device.log.show_news
     device.log.file.seek(0, os.SEEK_END)
-    Tavorin.loggingSyncEnabledIs(device.log.name, device.show_news)
+    Tavorin.loggingSyncEnabledIs(device.log.name, device.news)
 
 
 def no_terminal_monitor(device):
@@ -143,7 +139,7 @@ def logout(device):
     Tavorin.resetInput()
     Tavorin.keyBindingsEnabledIs(True)
     end(device)
-    Tavorin.simpleReadline("\nThis is %s. Press Enter to start." % device.hostname)
+    ask("\nThis is %s. Press Enter to start." % device.hostname)
 
 
 class CommandError(Exception):
@@ -154,6 +150,27 @@ def number(text, least, most):
     if not text.isdigit() or not least <= int(text) <= most:
         raise CommandError("Not a number from %d to %d: %s" % (least, most, text))
     return int(text)
+
+
+def shown(name):
+    """A name that goes into the prompt, where a terminal would obey a control character."""
+    if not all("!" <= letter <= "~" for letter in name):
+        raise CommandError("Not a name: %r" % name)
+    return name
+
+
+def ask(question):
+    # A question of the shell's own: <tab> and ? do not complete commands, though Up recalls them.
+    # Ctrl-D is an empty answer.  After Ctrl-C the KeyboardInterrupt comes once a line is entered.
+    keys = Tavorin.keyBindingsEnabled()
+    try:
+        Tavorin.keyBindingsEnabledIs(False)
+        return Tavorin.simpleReadline(question)
+    except EOFError:
+        print
+        return ""
+    finally:
+        Tavorin.keyBindingsEnabledIs(keys)
 
 
 # Modes, words, what ? says about the last of them, function.
@@ -249,6 +266,10 @@ class Device(object):
         self.interfaces = {"eth0": "uplink", "eth1": ""}
         self.log = log
         self.modes = [EXEC]
+        # Tavorin borrows these two, beyond the call that they are given to.  A method looked up for
+        # that call alone would be an object of its own, and gone after it.
+        self.completer = self.complete
+        self.news = log.show_news
         # A mode is made with its parent's key, so from the top down.
         Tavorin.newHistoryMode(EXEC.key, EXEC.parent)
         Tavorin.newHistoryMode(CONFIG.key, CONFIG.parent)
@@ -268,7 +289,7 @@ class Device(object):
             return common[len(begun):] + " "
         if key == "\t" and len(common) > len(begun):
             return common[len(begun):]
-        sys.stdout.write("\n")
+        sys.stdout.write("\n" if choices else "\n% No such command\n")
         for word in sorted(choices):
             sys.stdout.write("  %-16s %s\n" % (word, choices[word]))
         sys.stdout.flush()
@@ -276,7 +297,7 @@ class Device(object):
 
     def read_and_run(self):
         mode = self.mode
-        line = Tavorin.readline(self.hostname + mode.prompt, self.complete, mode.key, mode.parent)
+        line = Tavorin.readline(self.hostname + mode.prompt, self.completer, mode.key, mode.parent)
         Tavorin.addHistory(line, mode.key, mode.parent)
         if line.strip():
             run(self, line.split())
@@ -297,8 +318,17 @@ class Device(object):
 
 
 def main():
-    seconds = float(sys.argv[1]) if len(sys.argv) > 1 else 5    # between two log messages
+    try:
+        (seconds,) = map(float, sys.argv[1:]) or [5]    # between two log messages
+    except ValueError:
+        seconds = 0
+    if not 0 < seconds <= 1e6:
+        sys.stderr.write("usage: shell.py [SECONDS between two log messages]\n")
+        sys.exit(2)
     log = Log(seconds)
+    # Ctrl-Z never stops this shell: readline makes a KeyboardInterrupt of it, and outside of that,
+    # as at a question, where simpleReadline leaves signals to the shell, nothing comes of it.
+    signal.signal(signal.SIGTSTP, signal.SIG_IGN)
     try:
         Device(log).serve()
     finally:

@@ -70,9 +70,9 @@ def session_members(session):
 _PSELECT = {"x86_64": "270", "aarch64": "72"}[platform.machine()]
 
 
-def waits_in_select(pid):
-    """Whether a thread of the process sleeps in the system call that waits for a key."""
-    for thread in os.listdir("/proc/%d/task" % pid):
+def waits_in_select(pid, thread=None):
+    """Whether that thread, or any of the process, sleeps in the system call that waits for a key."""
+    for thread in [thread] if thread else os.listdir("/proc/%d/task" % pid):
         try:
             with open("/proc/%d/task/%s/syscall" % (pid, thread)) as call:
                 if call.read().split()[0] == _PSELECT:

@@ -51,7 +51,9 @@ def test_a_completion_outside_of_a_read(shell):
         "/src/Cli/Tavorin", "57", "acquireGil", "savedPyThreadState != ((void *)0)")
 
 
-def test_a_completion_with_an_exception_still_waiting(shell):
+@pytest.mark.parametrize("call", ["Tavorin.simpleReadline('> ')",
+                                  "Tavorin.readline('> ', completer)"])
+def test_a_completion_with_an_exception_still_waiting(shell, call):
     shell.do("def completer(key, line, position):\n    raise ValueError\n")
     shell.begin_line("", "Tavorin.readline('> ', completer)")
     shell.type("<enter>")
@@ -59,7 +61,7 @@ def test_a_completion_with_an_exception_still_waiting(shell):
     shell.begin_line("abc", "Tavorin.simpleReadline('> ')")
     shell.type("<tab>")
     assert shell.outcome().type == "EOFError"
-    shell.begin_line("def", "Tavorin.simpleReadline('> ')")
+    shell.begin_line("def", call)
     shell.type("<tab>")
     file, _, function, condition = failed_assertion(shell)
     assert (file, function, condition) == (

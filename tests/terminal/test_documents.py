@@ -9,6 +9,7 @@ import os
 import pathlib
 import re
 import shlex
+import shutil
 import subprocess
 
 import pytest
@@ -29,80 +30,147 @@ def code_blocks(document, language):
 
 
 def commands(document):
-    """The indented lines, without their comments."""
+    """The indented lines, without their comments, and what a text has in backticks."""
     unfenced = re.sub(r"^```.*?^```$", "", text_of(document), flags=re.M | re.S)
     lines = re.findall(r"^    (\S.*)$", unfenced, re.M)
-    return [" ".join(shlex.split(line, comments=True)) for line in lines]
+    inline = re.findall(r"`((?:\w+=\S+ )*(?:(?:scripts|build)/\w|cmake |ctest |cpack )[^`]*)`", unfenced)
+    return {" ".join(shlex.split(line, comments=True)) for line in lines + inline} - FILES
 
 
 # --- Commands
 
-def help_of_script(command, tmp_path):
-    """Run in full by the continuous integration or by hand, they tell at least what they do."""
-    script = [word for word in command.split() if word.startswith("scripts/")][0]
-    done = subprocess.run([ROOT / script, "--help"], capture_output=True, text=True)
-    assert script in done.stdout + done.stderr
+# In backticks, too, but no commands.
+FILES = {"build/Tavorin.so"}
 
 
-def in_continuous_integration(command, tmp_path):
+class Project:
+    """The project in another folder, where its commands are run as they stand: what they build, and
+    where, is nobody else's.  They take the interpreter of this test for any."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        for path in ROOT.iterdir():
+            if path.name == "scripts":
+                shutil.copytree(path, folder / path.name)   # a script finds the project by its folder
+            elif not path.name.startswith((".", "build")):
+                (folder / path.name).symlink_to(path)
+        self.environment = dict(os.environ, PYTHON=os.environ["TAVORIN_PYTHON"],
+                                TAVORIN_INSTALL_RECORD=str(folder / "installed"))
+
+    def run(self, command, *more, typed=""):
+        """Run it at a command line; returns what it wrote on standard output."""
+        command = re.sub(r"^PYTHON=\S+ ", "", command)
+        command = command.replace("python2.7", shlex.quote(os.environ["TAVORIN_PYTHON"]))
+        done = subprocess.run(["sh", "-c", " ".join([command, *more])], cwd=self.folder, input=typed,
+                              env=self.environment, capture_output=True, text=True)
+        assert done.returncode == 0, done.stdout + done.stderr
+        return done.stdout
+
+
+@pytest.fixture(scope="module")
+def project(tmp_path_factory):
+    return Project(tmp_path_factory.mktemp("project"))
+
+
+def runs(command, project):
+    project.run(command)
+
+
+def runs_the_shell(command, project):
+    """After a build, which is quick if there was one."""
+    project.run("scripts/build")
+    assert project.run(command, typed="show interfaces\nexit\n") == "  eth0     uplink\n  eth1     \n"
+
+
+def installs(command, project):
+    """Into a folder of this test.  The stand-in is built, too, with the module."""
+    project.run("scripts/build")
+    prefix = project.folder / "prefix"
+    project.run(command, "--prefix", shlex.quote(str(prefix)))
+    name = "libVesker.so" if "stand-in" in command else "Tavorin.so"
+    assert name in [path.name for path in prefix.rglob("*")]
+
+
+def packs(command, project):
+    project.run("scripts/build")
+    project.run(command)
+    assert len(list((project.folder / "build/packages").glob("*.deb"))) == 2
+
+
+def uninstalls(command, project):
+    installs("cmake --install build", project)
+    project.run(command)
+    assert not (project.folder / "prefix").exists()
+
+
+CONFIGURING = {"release": "cmake --preset release -DTAVORIN_BENCH=ON",
+               "debug": "cmake --preset debug -DTAVORIN_PYTHON=python2.7"}
+
+
+def builds_one_target(command, project):
+    """All of them would take a minute."""
+    project.run(CONFIGURING[command.split()[-1]])
+    project.run(command, "--target", "Vesker")
+
+
+def lists_the_tests(command, project):
+    """This is one of them, and another build would take too long to make."""
+    project.run(CONFIGURING["debug"])
+    assert "terminal.test_documents" in project.run(command, "-N")
+
+
+def selects_tests(command, project):
+    """scripts/test builds all tests, which takes a minute: what it hands on to ctest is tried."""
+    project.run(CONFIGURING["debug"])
+    said = project.run("ctest --test-dir build-debug -N " + command.partition(" -- ")[2])
+    assert "terminal.test_history_calls" in said and "terminal.test_signals" not in said
+    assert "--fast" in project.run("scripts/test --help")
+
+
+def in_continuous_integration(command, project):
+    """It runs all tests in all builds: this is a part of it."""
     assert command in (ROOT / ".ci" / "run").read_text()
 
 
-def runs_the_example(command, tmp_path):
-    """With the build and the interpreter of this test."""
-    (example,) = [word for word in command.split() if word.startswith("examples/")]
-    environment = dict(os.environ, PYTHONPATH=str(BUILD), **sanitizer_environment())
-    done = subprocess.run([os.environ["TAVORIN_PYTHON"], ROOT / example], env=environment, text=True,
-                          input="show interfaces\nexit\n", capture_output=True)
-    assert (done.returncode, done.stdout) == (0, "  eth0     uplink\n  eth1     \n")
+def makes_a_debian(command, project):
+    """It needs root, a mirror and a quarter of an hour, so it only tells what it takes."""
+    assert command in project.run(command + " --help")
 
 
-def with_cmake(command, tmp_path):
-    """The same command for this test's build, and into a folder of this test."""
-    words = [str(BUILD) if word == "build" else
-             str(BUILD / word[len("build/"):]) if word.startswith("build/") else word
-             for word in command.split()]
-    if "--install" in words:
-        words += ["--prefix", str(tmp_path)]
-    if words[0] == "cpack":
-        words += ["-B", str(tmp_path)]
-    subprocess.run(words, check=True, stdout=subprocess.DEVNULL)
+def makes_the_picture(command, project):
+    """test_picture.py makes it and compares it; the script says so to that test."""
+    assert "TAVORIN_MAKE_PICTURE" in (ROOT / "tests/terminal/test_picture.py").read_text()
+    subprocess.run(["bash", "-n", ROOT / command], check=True)
 
 
-def is_configured(command, tmp_path):
-    """Presets and options that CMake knows; another build takes too long for a test."""
-    presets = (ROOT / "CMakePresets.json").read_text()
-    options = (ROOT / "CMakeLists.txt").read_text() + (ROOT / "bench/CMakeLists.txt").read_text()
-    for preset in re.findall(r"--preset (\w+)", command):
-        assert '"%s"' % preset in presets
-    for folder in re.findall(r"--test-dir (\S+)", command):
-        assert '"${sourceDir}/%s"' % folder in presets
-    for option in re.findall(r"-D(\w+)", command):
-        assert option in options
-
-
-def is_a_benchmark(command, tmp_path):
+def is_a_benchmark(command, project):
+    """Run where Google Benchmark is installed and the build of this test has made them."""
     name = command.split("/bench_")[1]
     assert (ROOT / "bench" / (name + ".cc")).is_file()
     assert "tavorin_benchmark(%s" % name in (ROOT / "bench/CMakeLists.txt").read_text()
+    program = BUILD / "bench" / ("bench_" + name)
+    if program.exists():
+        subprocess.run([program, "--benchmark_list_tests=true"], check=True)
 
 
 COMMANDS = {
-    "scripts/demo": in_continuous_integration,
+    "scripts/build": runs,
+    "scripts/demo": runs_the_shell,
+    "PYTHON=/opt/python2.7/bin/python2.7 scripts/demo": runs_the_shell,
+    "PYTHONPATH=build python2.7 examples/shell.py": runs_the_shell,
     "scripts/test": in_continuous_integration,
-    "scripts/test --fast -- -R history": help_of_script,
-    "scripts/check-fresh": help_of_script,
-    "scripts/build": help_of_script,
-    "PYTHONPATH=build python2.7 examples/shell.py": runs_the_example,
-    "cmake --install build": with_cmake,
-    "cmake --install build --component stand-in": with_cmake,
-    "cpack --config build/CPackConfig.cmake": with_cmake,
-    "cmake --build build --target uninstall": with_cmake,
-    "cmake --preset release -DTAVORIN_BENCH=ON": is_configured,
-    "cmake --build --preset release": is_configured,
-    "cmake --preset debug -DTAVORIN_PYTHON=python2.7": is_configured,
-    "cmake --build --preset debug": is_configured,
-    "ctest --test-dir build-debug": is_configured,
+    "scripts/test --fast -- -R history": selects_tests,
+    "scripts/check-fresh": makes_a_debian,
+    "scripts/picture": makes_the_picture,
+    "cmake --install build": installs,
+    "cmake --install build --component stand-in": installs,
+    "cpack --config build/CPackConfig.cmake": packs,
+    "cmake --build build --target uninstall": uninstalls,
+    "cmake --preset release -DTAVORIN_BENCH=ON": runs,
+    "cmake --build --preset release": builds_one_target,
+    "cmake --preset debug -DTAVORIN_PYTHON=python2.7": runs,
+    "cmake --build --preset debug": builds_one_target,
+    "ctest --test-dir build-debug": lists_the_tests,
     "build/bench/bench_bulk_guard": is_a_benchmark,
     "build/bench/bench_history_lines": is_a_benchmark,
     "build/bench/bench_history_memory": is_a_benchmark,
@@ -116,16 +184,8 @@ def test_every_command_is_known_here():
 
 
 @pytest.mark.parametrize("command", COMMANDS)
-def test_command(command, tmp_path):
-    kept = {path: path.read_text() for path in BUILD.glob("install_manifest*.txt")}
-    try:
-        if command.endswith("uninstall"):
-            subprocess.run(["cmake", "--install", BUILD, "--prefix", tmp_path], check=True,
-                           stdout=subprocess.DEVNULL)
-        COMMANDS[command](command, tmp_path)
-    finally:
-        for path, text in kept.items():
-            path.write_text(text)
+def test_command(command, project):
+    COMMANDS[command](command, project)
 
 
 # --- Links and names

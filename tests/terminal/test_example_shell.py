@@ -1,19 +1,24 @@
 """The example shell, used at a terminal as a person would use it."""
 
 import os
+import re
+import signal
+import subprocess
 
 import pytest
 
-from harness import Returned
+from harness import Returned, sanitizer_environment
+from processes import waits_in_select
 
 EXAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples", "shell.py")
 
 
 @pytest.fixture
 def start(terminal):
-    """Starts the example shell: `start(seconds between log messages)`."""
-    def start(seconds=1000, **options):
+    """Starts the example shell: `start(seconds between log messages)`.  `first` is run before it."""
+    def start(seconds=1000, first="", **options):
         shell = terminal(**options)
+        shell.do(first)
         shell.do("sys.argv = ['shell.py', '%s']" % seconds)
         shell.ask("execfile(%r, {'__name__': '__main__'})" % os.path.abspath(EXAMPLE))
         shell.wait_for_cursor_row("device>")
@@ -35,8 +40,22 @@ def enter(shell, keys, prompt):
     return rows(shell)[first + 1:-1]
 
 
+def interrupt(shell, key):
+    """Type Ctrl-C or Ctrl-Z, and wait for the prompt that follows.
+
+    Until a completion is over, though its result is on the screen, the two keys are the shell's and
+    not the line's; and until the prompt is there, what is typed may go into the line that they drop.
+    """
+    shell.wait_until(lambda: waits_in_select(shell.pid, shell.pid), "the reader to wait for a key")
+    shown = len(shell.output)
+    shell.type(key)
+    shell.wait_until(lambda: re.search(rb"\n[^\n]*[>#] $", shell.output[shown:])
+                     and shell.is_editing(), "the prompt after " + key)
+
+
 def leave(shell):
-    shell.type("<ctrl-z><ctrl-u>exit<enter>")
+    interrupt(shell, "<ctrl-z>")
+    shell.type("exit<enter>")
     assert shell.outcome() == Returned(None)
     shell.assert_settings_as_before()
 
@@ -49,8 +68,8 @@ def test_it_uses_every_function(shell):
     assert [name for name in names if "Tavorin.%s(" % name not in example] == []
 
 
-def test_a_session_from_start_to_end(start):
-    shell = start(rows=60)
+def test_a_session_from_start_to_end(start, tmp_path):
+    shell = start(rows=60, variables={"TMPDIR": str(tmp_path)})
     shell.type("sh<tab>")
     shell.wait_for_cursor_row("device> show")
     shell.type("?")
@@ -61,12 +80,21 @@ def test_a_session_from_start_to_end(start):
         "  interfaces       The interfaces and their descriptions",
         "device> show"]
     assert enter(shell, "int", "device> ") == ["  eth0     uplink", "  eth1"]
-    assert enter(shell, "conf", "device(config)# ") == []
+    assert enter(shell, "terminal monitor", "device> ") == []
+    shell.type("conf")
+    shell.wait_for_cursor_row("device> conf")
+    (log,) = tmp_path.glob("device-*.log")
+    with open(log, "a") as file:
+        file.write("eth7: link up\n")
+    shell.wait_for_screen("eth7: link up")
+    shell.wait_for_cursor_row("device> conf")
+    assert enter(shell, "", "device(config)# ") == []
     assert enter(shell, "hostname r1", "r1(config)# ") == []
     assert enter(shell, "int eth1", "r1(config-eth1)# ") == []
     assert enter(shell, "desc customers", "r1(config-eth1)# ") == []
     assert enter(shell, "show history", "r1(config-eth1)# ") == [
-        "  show int", "  conf", "  hostname r1", "  int eth1", "  desc customers", "  show history"]
+        "  show int", "  terminal monitor", "  conf", "  hostname r1", "  int eth1",
+        "  desc customers", "  show history"]
     assert enter(shell, "interface eth0", "r1(config-eth0)# ") == []
     # The lines of the other interface's mode are not for this one; those of the modes above are.
     shell.type("<up>")
@@ -84,7 +112,7 @@ def test_a_session_from_start_to_end(start):
                                                         "  eth1     customers"]
     # Back in exec mode, nothing of the modes below is recalled.
     assert enter(shell, "show history", "r1> ") == [
-        "  show int", "  conf", "  show interfaces", "  show history"]
+        "  show int", "  terminal monitor", "  conf", "  show interfaces", "  show history"]
     assert enter(shell, "clear history", "Forget all lines? [y/n] ") == []
     assert enter(shell, "y", "r1> ") == []
     assert enter(shell, "show history", "r1> ") == ["  show history"]
@@ -110,7 +138,6 @@ def test_tab_completes(start, keys, line):
     shell.type(keys)
     shell.wait_for_cursor(0, len("device> " + line))
     shell.wait_for_row(0, ("device> " + line).rstrip())
-    shell.type("<ctrl-u>")
     leave(shell)
 
 
@@ -129,13 +156,14 @@ def test_tab_lists_what_is_ambiguous(start):
     ("show history ?", ["<lt>enter>"]),
     ("terminal width ?", ["<lt>columns>"]),
     ("te ?", ["monitor", "paste", "width"]),
-    ("nonsense ?", []),
+    ("nonsense ?", ["%"]),
 ])
 def test_question_mark_lists_and_inserts_nothing(start, keys, listed):
     shell = start()
     shell.type(keys)
     line = "device> " + keys[:-1]
     shell.wait_for_cursor(len(listed) + 1, len(line))
+    shell.wait_for_row(len(listed) + 1, line)
     assert [row.split()[0] for row in rows(shell)[1:-1]] == [
         word.replace("<lt>", "<") for word in listed]
     assert rows(shell)[-1] == line.rstrip()
@@ -164,6 +192,49 @@ def test_a_log_message_comes_above_the_half_typed_line(start):
     shell.type("faces<enter>")
     shell.wait_for_screen("uplink")
     shell.type("no terminal monitor<enter>")
+    leave(shell)
+
+
+def test_the_monitor_can_be_switched_on_twice(start):
+    """Tavorin goes on with what it borrowed the first time."""
+    shell = start(seconds=0.2)
+    assert enter(shell, "terminal monitor", "device> ") == []
+    shell.type("terminal monitor<enter>")
+    shell.wait_for_screen("eth1: link down")
+    shell.wait_for_screen("eth0: link up")
+    shell.type("no terminal monitor<enter>")
+    leave(shell)
+
+
+# Notes, for each function that is lent to Tavorin, whether the one lent before is still there.
+LENDING = """
+import gc, weakref
+lent = {'readline': [], 'loggingSyncEnabledIs': []}
+def lend(name, function):
+    if function is not None:
+        gc.collect()
+        lent[name].append(weakref.ref(function))
+def alive(name):
+    return [reference() is not None for reference in lent[name]]
+real_readline, real_logging = Tavorin.readline, Tavorin.loggingSyncEnabledIs
+def readline(prompt, function, key, parent):
+    lend('readline', function)
+    report('alive', names=alive('readline') + alive('loggingSyncEnabledIs'))
+    del function
+    return real_readline(prompt, lent['readline'][-1](), key, parent)
+def logging(name, function=None):
+    lend('loggingSyncEnabledIs', function)
+    real_logging(name, *([] if function is None else [function]))
+Tavorin.readline, Tavorin.loggingSyncEnabledIs = readline, logging
+"""
+
+
+def test_what_tavorin_borrows_lives_on(start):
+    shell = start(first=LENDING)
+    for line in ("show history", "terminal monitor", "terminal monitor", "show history"):
+        enter(shell, line, "device> ")
+    shell.wait_until(lambda: len(shell.reports_of("alive")) == 5, "the fifth line to be read")
+    assert shell.reports_of("alive")[-1]["names"] == [True] * 7
     leave(shell)
 
 
@@ -198,6 +269,92 @@ def test_the_next_user_finds_no_lines(start):
     leave(shell)
 
 
+# --- Questions
+
+QUESTIONS = [("clear history", "Forget all lines? [y/n]"),
+             ("logout", "This is device. Press Enter to start.")]
+
+
+@pytest.fixture(params=QUESTIONS, ids=[line for line, _ in QUESTIONS])
+def asked(start, request):
+    """A shell under job control, where Ctrl-Z could stop it, at one of its own questions."""
+    shell = start(job_control=True)
+    enter(shell, "show history", "device> ")
+    line, question = request.param
+    shell.type(line + "<enter>")
+    shell.wait_for_cursor_row(question)
+    shell.wait_until(shell.is_editing, "the question to be answered")
+    shell.question = question
+    return shell
+
+
+def assert_all_is_well(shell):
+    """<tab> completes again, and nothing of the question is left over."""
+    shell.type("conf<tab>")
+    shell.wait_for_cursor(shell.cursor[0], len("device> configure "))
+    shell.wait_for_cursor_row("device> configure")
+    assert not [state for state in shell.job_states if state["state"] == "stopped"]
+    leave(shell)
+
+
+def test_ctrl_c_drops_a_question_when_it_is_answered(asked):
+    asked.type("<ctrl-c>y<enter>")
+    asked.wait_for_cursor_row("device>")
+    if "y/n" in asked.question:
+        assert enter(asked, "show history", "device> ")[0] == "  show history"
+    assert_all_is_well(asked)
+
+
+def test_ctrl_z_at_a_question_does_nothing(asked):
+    asked.signal(signal.SIGTSTP)
+    asked.type("<ctrl-z>")
+    asked.type_and_see("no")
+    asked.wait_for_cursor_row(asked.question + " no" if "y/n" in asked.question
+                              else asked.question + "no")
+    asked.type("<enter>")
+    asked.wait_for_cursor_row("device>")
+    assert_all_is_well(asked)
+
+
+def test_ctrl_d_is_no_answer_to_a_question(asked):
+    asked.type("<ctrl-d>")
+    asked.wait_for_cursor_row("device>")
+    if "y/n" in asked.question:
+        assert "  clear history" in enter(asked, "show history", "device> ")
+    assert_all_is_well(asked)
+
+
+@pytest.mark.parametrize("key", ["<tab>", "?"])
+def test_nothing_is_completed_at_a_question(asked, key):
+    row = asked.cursor[0]
+    asked.type("sh" + key + "x")
+    asked.wait_until(lambda: asked.row(row).endswith("x"), "the key to insert itself")
+    assert asked.cursor[0] == row
+    asked.type("<enter>")
+    asked.wait_for_cursor_row("device>")
+    assert_all_is_well(asked)
+
+
+def test_a_terminal_would_obey_no_name(start):
+    shell = start()
+    enter(shell, "configure", "device(config)# ")
+    for command in ("hostname ", "interface "):
+        assert enter(shell, command + "<ctrl-v><ctrl-a>x", "device(config)# ") == [
+            "% Not a name: '\\x01x'"]
+    leave(shell)
+
+
+@pytest.mark.parametrize("arguments", [["--help"], ["abc"], ["-1"], ["0"], ["nan"], ["inf"],
+                                       ["1", "2"]], ids=" ".join)
+def test_an_argument_that_makes_no_sense_gets_the_usage(arguments):
+    environment = dict(os.environ, PYTHONPATH=os.environ["TAVORIN_MODULE_DIR"],
+                       **sanitizer_environment())
+    done = subprocess.run([os.environ["TAVORIN_PYTHON"], EXAMPLE] + arguments, env=environment,
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    assert (done.returncode, done.stdout) == (2, "")
+    assert done.stderr.startswith("usage: ") and len(done.stderr.splitlines()) == 1
+
+
 def test_a_width_for_a_terminal_without_one(start):
     shell = start(rows=0, columns=0)
     shell.screen.resize(24, 40)
@@ -226,4 +383,23 @@ def test_its_log_is_gone_when_it_ends(start, tmp_path):
     shell = start(variables={"TMPDIR": str(tmp_path)})
     assert [path.name for path in tmp_path.glob("device-*.log")] != []
     leave(shell)
+    assert list(tmp_path.glob("device-*.log")) == []
+
+
+# Reports each round of the thread that writes the log.
+COUNTING = """
+import time
+real_sleep = time.sleep
+def sleep(seconds):
+    report('round')
+    real_sleep(seconds)
+time.sleep = sleep
+"""
+
+
+def test_its_log_does_not_come_back(start, tmp_path):
+    shell = start(0.05, COUNTING, variables={"TMPDIR": str(tmp_path)})
+    leave(shell)
+    rounds = len(shell.reports_of("round"))
+    shell.wait_until(lambda: len(shell.reports_of("round")) > rounds + 1, "another round")
     assert list(tmp_path.glob("device-*.log")) == []

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import subprocess
 
 import pytest
@@ -11,18 +12,14 @@ from monitor import SCRIPTED_DIR
 
 BUILD = os.environ.get("TAVORIN_BUILD_DIR", "")
 BUILD_FOLDER = pathlib.Path(BUILD)
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 
 @pytest.fixture(autouse=True)
-def manifests():
-    """Installing leaves lists in the build folder, for taking away what was installed; those that
-    were there before are somebody's."""
-    kept = {path: path.read_text() for path in BUILD_FOLDER.glob("install_manifest*.txt")}
-    yield
-    for path in BUILD_FOLDER.glob("install_manifest*.txt"):
-        path.unlink()
-    for path, text in kept.items():
-        path.write_text(text)
+def record(tmp_path, monkeypatch):
+    """What is installed here is recorded here; the build folder's record is somebody's."""
+    monkeypatch.setenv("TAVORIN_INSTALL_RECORD", str(tmp_path / "record"))
+    return tmp_path / "record"
 
 
 @pytest.fixture
@@ -77,6 +74,41 @@ def test_it_lands_where_the_interpreter_looks(prefix):
     assert any(folder.endswith("/" + below) for folder in path), (below, path)
 
 
+def configured_prefix(folder, *options, python=None):
+    """Configure a build; returns where it installs unless it is told where."""
+    subprocess.run(["cmake", "-S", SOURCE, "-B", folder, "-G", "Ninja", "-DTAVORIN_TESTS=OFF",
+                    "-DTAVORIN_PYTHON=%s" % (python or os.environ["TAVORIN_PYTHON"]), *options],
+                   check=True, stdout=subprocess.DEVNULL)
+    (line,) = re.findall(r"^CMAKE_INSTALL_PREFIX:PATH=(.*)$",
+                         (folder / "CMakeCache.txt").read_text(), re.M)
+    return line
+
+
+def test_unless_told_where_it_lands_where_the_interpreter_looks(prefix, tmp_path):
+    default = configured_prefix(tmp_path / "build")
+    install(prefix)
+    (module,) = prefix.rglob("Tavorin.so")
+    folder = os.path.join(default, os.path.relpath(module.parent, prefix))
+    path = subprocess.run([os.environ["TAVORIN_PYTHON"], "-c", "import sys; print '\\n'.join(sys.path)"],
+                          capture_output=True, text=True, check=True).stdout.splitlines()
+    assert folder in path
+
+
+def test_another_interpreter_has_another_prefix(tmp_path):
+    build = tmp_path / "build"
+    first = configured_prefix(build)
+    headers = subprocess.run(
+        [os.environ["TAVORIN_PYTHON"], "-c",
+         "from distutils import sysconfig; print sysconfig.get_python_inc()"],
+        capture_output=True, text=True, check=True).stdout.strip()
+    other = tmp_path / "other-python"
+    other.write_text("#!/bin/sh\nprintf %%s '%s;lib/modules;/other'\n" % headers)
+    other.chmod(0o755)
+    assert configured_prefix(build, python=other) == "/other" != first
+    assert configured_prefix(build, "-DCMAKE_INSTALL_PREFIX=/given") == "/given"
+    assert configured_prefix(build, python=other) == "/given"
+
+
 # --- From an empty prefix to a line, and back
 
 def read_line_with(terminal, folder):
@@ -102,11 +134,14 @@ def test_what_is_installed_reads_a_line(terminal, prefix):
     read_line_with(terminal, prefix)
 
 
-def test_uninstalling_leaves_nothing(prefix):
-    install(prefix)
-    install(prefix, "--component", "stand-in")
+def test_uninstalling_leaves_nothing(tmp_path, record):
+    """Not even of a prefix that the install made, nor of an earlier install elsewhere."""
+    for folder in ("one", "twoü 2"):
+        install(tmp_path / folder / "prefix")
+        install(tmp_path / folder / "prefix", "--component", "stand-in")
     uninstall()
-    assert list(prefix.rglob("*")) == []
+    assert list(tmp_path.iterdir()) == []
+    uninstall()
 
 
 def test_uninstalling_leaves_what_is_somebody_else_s(prefix):
@@ -118,13 +153,51 @@ def test_uninstalling_leaves_what_is_somebody_else_s(prefix):
     assert [path for path in prefix.rglob("*") if path.is_file()] == [other]
 
 
+def test_uninstalling_leaves_the_folders_that_were_there(prefix):
+    (prefix / "lib").mkdir()
+    install(prefix)
+    uninstall()
+    assert list(prefix.rglob("*")) == [prefix / "lib"]
+
+
+def test_what_is_installed_into_a_stage_is_uninstalled_there(tmp_path, monkeypatch):
+    monkeypatch.setenv("DESTDIR", str(tmp_path / "stage"))
+    install("/prefix")
+    monkeypatch.delenv("DESTDIR")
+    assert installed(tmp_path / "stage" / "prefix") == ["Tavorin.so"]
+    uninstall()
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_packing_is_no_installing(prefix, record):
+    install(prefix)
+    recorded = record.read_text()
+    pack(prefix.parent / "packages")
+    assert record.read_text() == recorded
+    uninstall()
+    assert list(prefix.iterdir()) == []
+
+
+def test_what_cannot_be_taken_away_stays_recorded(prefix, record):
+    """Such as a file of the kernel's."""
+    install(prefix)
+    record.write_text(record.read_text() + "/proc/self/status\n")
+    with pytest.raises(subprocess.CalledProcessError):
+        uninstall()
+    assert "Tavorin.so" in record.read_text()
+
+
 # --- Packages
+
+def pack(folder):
+    subprocess.run(["cpack", "--config", str(BUILD_FOLDER / "CPackConfig.cmake"), "-B", str(folder)],
+                   check=True, stdout=subprocess.DEVNULL)
+
 
 @pytest.fixture(scope="module")
 def packages(tmp_path_factory):
     folder = tmp_path_factory.mktemp("packages")
-    subprocess.run(["cpack", "--config", str(BUILD_FOLDER / "CPackConfig.cmake"), "-B", str(folder)],
-                   check=True, stdout=subprocess.DEVNULL)
+    pack(folder)
     return folder
 
 

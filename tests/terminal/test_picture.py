@@ -72,5 +72,7 @@ def test_the_picture_is_of_a_real_run(shell):
             file.write(picture)
     with open(PICTURE) as file:
         assert file.read() == picture
-    shell.type("<ctrl-z>exit<enter>")
+    shell.type("<ctrl-z>")
+    shell.wait_for_cursor_row("device>")
+    shell.type("exit<enter>")
     shell.outcome()
