@@ -64,12 +64,14 @@ static PyObject *call_completer(int key) {
 
 static void run_completion(int key) {
   bind_signals_to_shell();
+  lineedit::rl_lend_signals();
   acquireGil();
   rl_point = rl_end;
   if (py_lhandler_ptype != nullptr)
     invariant_broken("py_lhandler_ptype == ((void *)0)", __LINE__, "complete_line");
   lineedit::rl_begin_output();
   PyObject *answer = call_completer(key);
+  lineedit::rl_take_back_signals();
   if (answer == nullptr)
     park_exception();
   else

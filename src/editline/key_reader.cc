@@ -135,6 +135,7 @@ static int read_captured(EditLine *editor, wchar_t *key) {
 static int read_key(EditLine *editor, wchar_t *key) {
   const LineInfoW *line = el_wline(editor);
   if (line_outgrows_room(line)) make_room_in_line(line);
+  if (fit_screen_to_line()) redraw_in_place();
   if (keys.capturing || keys.capturing_due) return read_captured(editor, key);
   return next_key(editor, key);
 }

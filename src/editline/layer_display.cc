@@ -20,25 +20,31 @@ static struct {
   int rows;
 } beside;
 
-// The row of the screen, counted from that of the prompt, in which the cursor is when it stands
-// behind `end`: on the next character, which may not fit into the row. What does not fit on the
-// screen is scrolled away at the top.
-static int row_of(const wchar_t *end) {
-  int rows = 0;
+// The row of the line, counted from that of the prompt, in which the cursor is when it stands
+// behind `end`: on the next character, which may not fit into the row.
+static int row_of_line(const wchar_t *end) {
   int columns = 0;
-  rl_get_screen_size(&rows, &columns);
+  rl_get_screen_size(nullptr, &columns);
   const LineInfoW *line = el_wline(layer.editor);
   ScreenPosition at =
       screen_position(layer.prompt, line->buffer, static_cast<size_t>(end - line->buffer), columns);
   if (end < line->lastchar && at.column + wcwidth(*end) > columns) ++at.row;
-  return at.row < rows ? at.row : rows - 1;
+  return at.row;
+}
+
+// The same on the screen. What does not fit there is scrolled away at the top.
+static int row_of(const wchar_t *end) {
+  int rows = 0;
+  rl_get_screen_size(&rows, nullptr);
+  const int row = row_of_line(end);
+  return row < rows ? row : rows - 1;
 }
 
 void rl_begin_output() {
   if (!layer_is_initialised() || !layer.has_terminal || !editing_is_on()) return;
   const LineInfoW *line = el_wline(layer.editor);
   beside.rows = row_of(line->lastchar);
-  const int rows_below = beside.rows - row_of(line->cursor);
+  const int rows_below = row_of_line(line->lastchar) - row_of_line(line->cursor);
   for (int i = 0; i < rows_below; ++i) fputc('\n', rl_outstream);
   beside.moved = rows_below > 0;
   fflush(rl_outstream);
@@ -56,13 +62,15 @@ static bool can_clear() {
   return clear != nullptr && *clear != '\0';
 }
 
+static void move_up(int rows) {
+  for (int i = 0; i < rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
+}
+
 // The editor draws as if the cursor stood at the start of an empty row.
 void rl_forced_update_display() {
   if (!initialise_layer()) return;
   if (!layer.has_terminal || !editing_is_on()) return;
-  if (nothing_was_written()) {
-    for (int i = 0; i < beside.rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
-  }
+  if (nothing_was_written()) move_up(beside.rows);
   beside = {};
   if (can_clear()) {
     fputc('\r', rl_outstream);
@@ -71,6 +79,12 @@ void rl_forced_update_display() {
     fputc('\n', rl_outstream);
   }
   el_set(layer.editor, EL_REFRESH);
+}
+
+void redraw_in_place() {
+  beside = {};
+  move_up(row_of(el_wline(layer.editor)->cursor));
+  rl_forced_update_display();
 }
 
 void rl_end_output() {
@@ -85,6 +99,63 @@ void rl_end_output() {
   }
   beside = {};
   end_output_watch();
+}
+
+// --- Lines higher than the screen ----------------------------------------------------------------
+
+// The line is known to have room on the screen up to the one length, as long as it gets no shorter
+// than the other.
+static struct {
+  int longest;
+  int latest;
+} fitting;
+
+// No character of a line takes more columns.
+static constexpr int widest_character = 8;
+
+static void set_editors_rows(int rows) {
+  char digits[16];
+  snprintf(digits, sizeof digits, "%d", rows);
+  el_set(layer.editor, EL_SETTC, "li", digits, nullptr);
+}
+
+// libedit 3.1-20221030 forgets the upper rows of a line that is higher than its screen, and loses
+// track of the row in which the cursor is: the next character can then be written through a null
+// pointer. So it is told of a screen that is higher; the terminal scrolls by itself.
+static int make_screen_higher(int rows, int rows_needed) {
+  if (layer.true_rows == 0) layer.true_rows = rows;
+  set_editors_rows(rows_needed * 2);
+  return rows_needed * 2;
+}
+
+// Returns whether the screen had to be made higher.
+static bool measure_line(int length) {
+  int rows = 0;
+  int columns = 0;
+  el_get(layer.editor, EL_GETTC, "li", &rows);
+  el_get(layer.editor, EL_GETTC, "co", &columns);
+  // One for the cursor behind a full row, and one that a character adds before the next look.
+  const int needed = row_of_line(el_wline(layer.editor)->lastchar) + 2;
+  const bool too_low = needed >= rows;
+  if (too_low) rows = make_screen_higher(rows, needed);
+  const int rows_of_character = columns < widest_character ? widest_character / columns + 1 : 1;
+  fitting.longest = length + (rows - needed) / rows_of_character;
+  return too_low;
+}
+
+bool fit_screen_to_line() {
+  const LineInfoW *line = el_wline(layer.editor);
+  const int length = static_cast<int>(line->lastchar - line->buffer);
+  const bool fits = length <= fitting.longest && length >= fitting.latest;
+  fitting.latest = length;
+  if (fits || !layer.terminal_is_raw || !editing_is_on()) return false;
+  return measure_line(length);
+}
+
+void forget_higher_screen() {
+  fitting = {};
+  if (layer.true_rows != 0) set_editors_rows(layer.true_rows);
+  layer.true_rows = 0;
 }
 
 }  // namespace lineedit

@@ -165,6 +165,7 @@ static constexpr size_t initial_line_room = 1000;
 // Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
 static void furnish_editor(bool echoing) {
   layer.line_room = initial_line_room;
+  layer.true_rows = 0;
   if (!echoing) el_set(layer.editor, EL_EDITMODE, 0);
   connect_history();
   el_set(layer.editor, EL_GETCFN, key_reader());
@@ -217,6 +218,7 @@ void clear_history() {
 void rl_get_screen_size(int *rows, int *cols) {
   if (!initialise_layer()) return;
   if (rows != nullptr) el_get(layer.editor, EL_GETTC, "li", rows);
+  if (rows != nullptr && layer.true_rows != 0) *rows = layer.true_rows;
   if (cols != nullptr) el_get(layer.editor, EL_GETTC, "co", cols);
 }
 
@@ -228,6 +230,7 @@ static void set_terminal_capability(const char *name, int value) {
 
 void rl_set_screen_size(int rows, int cols) {
   if (!initialise_layer()) return;
+  forget_higher_screen();
   set_terminal_capability("li", rows);
   set_terminal_capability("co", cols);
 }

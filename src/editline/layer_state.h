@@ -23,6 +23,8 @@ struct LayerState {
   TerminalSettings line_start;
   // The room in the editor's line, in characters, at least.
   size_t line_room;
+  // How many rows the screen has, where the editor takes it for higher, else 0.
+  int true_rows;
   // The prompt as the editor shows it, decoded. Owned. Never null once the editor exists.
   wchar_t *prompt;
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
@@ -54,6 +56,14 @@ void make_terminal_cooked();
 void set_prompt(const char *bytes);
 // Writes the rows of a prompt but the last, which it returns: the editor draws one row only.
 const char *show_upper_rows(const char *prompt);
+
+// Draws the line anew in its own place.
+void redraw_in_place();
+
+// Sees to it that the editor's screen is higher than the line. Returns whether it was not: the line
+// is to be drawn anew then. The other makes the screen as high again as the terminal says.
+bool fit_screen_to_line();
+void forget_higher_screen();
 
 // Adds the layer's own commands to the editor and binds the keys that every line has.
 void add_commands(EditLine *editor);

@@ -239,7 +239,9 @@ static bool found_disposition_is_a_handler(int which) {
 
 static void act_on_display_change(int which) {
   if (watched[which] == SIGWINCH) {
+    forget_higher_screen();
     el_resize(layer.editor);
+    fit_screen_to_line();
   } else {
     // Whoever stopped the process may have changed the terminal, which the editor takes for raw.
     make_terminal_cooked();
@@ -348,23 +350,20 @@ static void cover_default_action(int signo) {
   install_handler(index_of(signo), nullptr);
 }
 
-// Unless the callback has changed it meanwhile.
-static void uncover_default_action(int signo) {
-  if (signals.covered[index_of(signo)] == 0) return;
-  signals.covered[index_of(signo)] = 0;
-  struct sigaction action;
-  sigaction(signo, nullptr, &action);
-  if (action.sa_handler != signal_arrived) return;
-  action = {};
-  sigaction(signo, &action, nullptr);
+void rl_lend_signals() {
+  if (!signals.taken) return;
+  cover_default_action(SIGINT);
+  cover_default_action(SIGTSTP);
+}
+
+void rl_take_back_signals() {
+  if (!signals.taken) return;
+  retake_signal_handlers();
+  signals.covered[index_of(SIGINT)] = signals.covered[index_of(SIGTSTP)] = 0;
 }
 
 void rl_open_signals() {
   if (!signals.held) return;
-  if (signals.taken) {
-    cover_default_action(SIGINT);
-    cover_default_action(SIGTSTP);
-  }
   signals.in_callback = 1;
   pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
 }
@@ -373,8 +372,6 @@ void rl_close_signals() {
   if (!signals.held) return;
   pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
   signals.in_callback = 0;
-  uncover_default_action(SIGINT);
-  uncover_default_action(SIGTSTP);
 }
 
 }  // namespace lineedit

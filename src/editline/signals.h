@@ -39,10 +39,16 @@ int rl_wait(int count, WaitSet *readable);
 // Brackets a callback that runs while the editor is at rest, on the reading thread, and may take
 // long: between the two the held signals get through. HUP, TERM and QUIT give the terminal back and
 // go to the disposition in force before the read; the other four wait for the next rl_wait, unless
-// the caller has put dispositions of his own in place. Default actions that he has in place for INT
-// and TSTP come after the terminal is given back, too.
+// the caller has put dispositions of his own in place.
 void rl_open_signals();
 void rl_close_signals();
+
+// Brackets a callback with dispositions of the caller's own for INT and TSTP: the one comes right
+// after he has put them in place, the other right after the callback. Other threads take such
+// signals at any time, so nothing else belongs in between. Where one of the two is the default
+// action, it comes after the terminal is given back.
+void rl_lend_signals();
+void rl_take_back_signals();
 
 // Whether the calling thread is the process's first.
 bool is_main_thread();
