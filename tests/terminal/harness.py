@@ -457,6 +457,12 @@ class Shell:
         """
         self.wait_until(lambda: waits_in_select(self.pid), "the child to sleep until a key comes")
 
+    def has_taken_all_keys(self):
+        """Whether the child waits for a key in the editor's mode, and none is under way to it."""
+        # Asking brings along what the driver has not passed on yet, so it comes first.
+        waiting = select.select([self._slave], [], [], 0)[0]
+        return not self._unsent and not waiting and waits_in_select(self.pid)
+
     def wait_for_end(self):
         """Wait until the child has ended; return its exit status, negative for a signal."""
         self._end_noticed = True
@@ -486,6 +492,11 @@ class Shell:
         self._mark = len(self.output)
         self._asked += 1
         self._send_message(code)
+
+    def has_answer(self):
+        """Whether an `outcome` is there that has not been taken."""
+        self._pump(0)
+        return bool(self._answers)
 
     def outcome(self, timeout=PATIENCE):
         """Wait for the answer to the oldest unanswered `ask`: a `Returned` or a `Raised`."""
