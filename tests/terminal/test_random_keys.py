@@ -234,3 +234,172 @@ def test_any_bytes(terminal, locale):
             print("TAVORIN_KEYS_SEED=%d failed, having typed %r" % (seed, typist.typed))
             raise
     print("%d reads, which ended in %s" % (typist.ends, sorted(map(str, typist.kinds))))
+
+
+# --- Keys that a model knows
+
+class Model:
+    """A line as a person expects it to be edited: its text, the cursor, and what was killed last.
+
+    A word is what stands between blanks.
+    """
+
+    def __init__(self):
+        self.text = ""
+        self.cursor = 0
+        self.killed = ""    # or None, when it was only deleted: whether that can be put back is open
+
+    def press(self, key):
+        if key in self.KEYS:
+            self.KEYS[key](self)
+        else:
+            self.insert(key)
+
+    def insert(self, text):
+        self.text = self.text[:self.cursor] + text + self.text[self.cursor:]
+        self.cursor += len(text)
+
+    def delete(self, start, end):
+        cut = self.text[start:end]
+        self.text = self.text[:start] + self.text[end:]
+        self.cursor = start
+        return cut
+
+    def kill(self, start, end):
+        self.killed = self.delete(start, end)
+
+    def word_before(self):
+        position = self.cursor
+        while position > 0 and self.text[position - 1] == " ":
+            position -= 1
+        while position > 0 and self.text[position - 1] != " ":
+            position -= 1
+        return position
+
+    def word_after(self):
+        position = self.cursor
+        while position < len(self.text) and self.text[position] == " ":
+            position += 1
+        while position < len(self.text) and self.text[position] != " ":
+            position += 1
+        return position
+
+    def go(self, position):
+        self.cursor = max(0, min(len(self.text), position))
+
+    def backspace(self):
+        if self.cursor > 0:
+            self.delete(self.cursor - 1, self.cursor)
+            self.killed = None
+
+    def delete_after(self):
+        if self.cursor < len(self.text):
+            self.delete(self.cursor, self.cursor + 1)
+            self.killed = None
+
+    def kill_word_before(self):
+        if self.cursor > 0:
+            self.kill(self.word_before(), self.cursor)
+
+    def kill_word_after(self):
+        if self.cursor < len(self.text):
+            self.kill(self.cursor, self.word_after())
+
+    def transpose(self):
+        if len(self.text) < 2:
+            return
+        self.cursor = min(self.cursor + 1, len(self.text))
+        if self.cursor < 2:
+            return
+        before = self.text[self.cursor - 2:self.cursor]
+        self.text = self.text[:self.cursor - 2] + before[::-1] + self.text[self.cursor:]
+
+    def complete(self):
+        self.go(len(self.text))
+        self.insert("done ")
+
+    KEYS = {
+        "<left>": lambda self: self.go(self.cursor - 1),
+        "<right>": lambda self: self.go(self.cursor + 1),
+        "<ctrl-b>": lambda self: self.go(self.cursor - 1),
+        "<ctrl-f>": lambda self: self.go(self.cursor + 1),
+        "<home>": lambda self: self.go(0),
+        "<ctrl-a>": lambda self: self.go(0),
+        "<end>": lambda self: self.go(len(self.text)),
+        "<ctrl-e>": lambda self: self.go(len(self.text)),
+        "<meta-b>": lambda self: self.go(self.word_before()),
+        "<ctrl-left>": lambda self: self.go(self.word_before()),
+        "<meta-f>": lambda self: self.go(self.word_after()),
+        "<ctrl-right>": lambda self: self.go(self.word_after()),
+        "<backspace>": backspace,
+        "<ctrl-h>": backspace,
+        "<delete>": delete_after,
+        "<ctrl-w>": kill_word_before,
+        "<meta-d>": kill_word_after,
+        "<ctrl-k>": lambda self: self.kill(self.cursor, len(self.text)),
+        "<ctrl-u>": lambda self: self.kill(0, len(self.text)),
+        "<ctrl-y>": lambda self: self.insert(self.killed),
+        "<ctrl-t>": transpose,
+        "<tab>": complete,
+        "<up>": lambda self: None,
+        "<down>": lambda self: None,
+    }
+
+
+def known_key(model, dice):
+    """A key that the model knows, more often one that adds text."""
+    if dice.random() < 0.55:
+        return dice.choice(["word ", "another ", "a", "b", "c", " ", "  ", "0123456789" * 3])
+    return dice.choice([key for key in sorted(model.KEYS) if key != "<ctrl-y>" or model.killed])
+
+
+class TestKnownKeys:
+    """Random editing by keys whose meaning is plain."""
+
+    # What is taller than the screen is another matter.
+    ROWS = 20
+
+    def press_keys(self, model, dice, columns):
+        """A few keys, which the model has taken."""
+        keys = []
+        for _ in range(dice.randint(1, 6)):
+            keys.append(known_key(model, dice))
+            model.press(keys[-1])
+        if len(model.text) > self.ROWS * columns:
+            keys.append("<ctrl-u>")
+            model.press("<ctrl-u>")
+        return "".join(keys)
+
+    def bout(self, shell, seed, check):
+        """Edit a line; `check` is called with the model from time to time."""
+        dice = random.Random(seed)
+        model = Model()
+        shell.begin_line(call="Tavorin.readline('> ', completer)")
+        shell.type("<ctrl-l>")
+        try:
+            for _ in range(dice.randint(1, 12)):
+                shell.type(self.press_keys(model, dice, shell.screen.columns))
+                check(model)
+            shell.type("<enter>")
+            assert shell.outcome() == Returned(model.text)
+        except BaseException:
+            print("TAVORIN_KEYS_SEED=%d failed, with the model at %r, %d"
+                  % (seed, model.text, model.cursor))
+            raise
+        shell.assert_settings_as_before()
+
+    @pytest.fixture(params=[20, 80])
+    def shell(self, terminal, request):
+        shell = terminal(columns=request.param)
+        shell.do("def completer(key, line, position):\n    return 'done '")
+        return shell
+
+    def test_the_line_that_comes_back(self, shell):
+        for seed in bouts():
+            self.bout(shell, seed, check=lambda model: None)
+
+    def test_what_the_screen_shows_meanwhile(self, shell):
+        def check(model):
+            Wrapped("> " + model.text, shell.screen.columns, 2 + model.cursor).wait(shell)
+        for seed in bouts():
+            self.bout(shell, seed, check)
