@@ -593,11 +593,23 @@ class Shell:
         apply_settings(self._slave, self.settings().changed(changes))
         self.original_settings = self.settings()
 
+    def stop_reading(self):
+        """Let what is written to the terminal wait there, as a slow connection does."""
+        self.sent.append("[not reading]")
+        self._pump(0)
+        del self._readers[self._master]
+
+    def read_again(self):
+        """Take what is written to the terminal again."""
+        self.sent.append("[reading]")
+        self._readers[self._master] = self._take_output
+
     def hang_up(self):
         """Close the test's end of the terminal, as when a connection breaks."""
         self.sent.append("[hang-up]")
         self._pump(0)
-        del self._readers[self._master]
+        self._readers.pop(self._master, None)
+        self._unsent.clear()
         os.close(self._master)
         self._master = None
 
