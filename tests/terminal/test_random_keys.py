@@ -60,7 +60,7 @@ EDITING = [key_bytes(keys) for keys in (
     "<meta-backspace>", "<esc>", "<esc>[", "<esc>O", "<esc>[1;", "<esc>[1;5", "<esc>[3",
     "<ctrl-r>show<esc>", "<ctrl-r>x<ctrl-r><ctrl-r>", "<ctrl-r>ne<ctrl-w><ctrl-g>",
     "<ctrl-r>q<backspace><enter>", "<ctrl-r><ctrl-w>", "<ctrl-r><ctrl-r>", "<ctrl-s>a<ctrl-q>",
-    "<ctrl-u><ctrl-y><ctrl-y>", "<ctrl-@><ctrl-a><meta-w><ctrl-y>", "<up><up><up><down>",
+    "<ctrl-@><ctrl-a><meta-w><ctrl-y>", "<up><up><up><down>",
 )]
 
 # The driver's own: interrupt, suspend, quit, end of file, stop and start, quote, reprint, erase a
@@ -74,6 +74,10 @@ CAUSES = {
     ("EOFError", "readline returned NULL"): b"\x04\xff",
     ("ValueError", "no completion"): b"\t?",
 }
+
+
+# The line twice.  Over and over, it would soon be longer than anyone has the patience for.
+DOUBLING = key_bytes("<ctrl-u><ctrl-y><ctrl-y>")
 
 
 def random_keys(dice):
@@ -91,7 +95,9 @@ def random_keys(dice):
         return b"\x1b%d" % dice.randrange(1, 60) + dice.choice(EDITING + [b"r"])
     if kind < 0.55:
         return dice.choice(SPECIAL)
-    if kind < 0.58:
+    if kind < 0.56:
+        return DOUBLING
+    if kind < 0.59:
         return dice.choice(EDITING) * dice.randint(2, 30)
     return dice.choice(EDITING)
 
