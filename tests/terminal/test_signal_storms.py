@@ -6,6 +6,7 @@ TAVORIN_STORM_SECONDS sets how long each storm lasts.
 
 import itertools
 import os
+import random
 import signal
 import time
 
@@ -321,3 +322,24 @@ class TestHangUp:
             shell.go()
         check_the_end(shell, disposition)
         monitor.close()
+
+
+@pytest.mark.parametrize("key, message", [("<ctrl-c>", "Ctrl-C pressed"),
+                                          ("<ctrl-z>", "Ctrl-Z pressed")])
+def test_an_interrupt_close_behind_a_key(shell, key, message):
+    """The driver takes back the keys that nobody has read when it sends the signal.  A reader that
+    has just been told of one must not wait for it, deaf to the signal."""
+    seed = int(os.environ.get("TAVORIN_STORM_SEED") or random.SystemRandom().randrange(10 ** 6))
+    print("TAVORIN_STORM_SEED=%d" % seed)
+    dice = random.Random(seed)
+    deadline = time.monotonic() + 2 * SECONDS
+    while time.monotonic() < deadline:
+        shell.ask("Tavorin.readline('> ')")
+        shell.wait_until(shell.is_editing, "a line to be edited")
+        shell.type("x" * dice.randint(1, 3))
+        until = time.monotonic() + dice.random() * 0.0002
+        while time.monotonic() < until:
+            pass
+        shell.type(key)
+        assert shell.outcome() == Raised("KeyboardInterrupt", message)
+    shell.read_line()
