@@ -92,6 +92,7 @@ COMMANDS = {
     "scripts/test": in_continuous_integration,
     "scripts/test --fast -- -R history": help_of_script,
     "scripts/check-fresh": help_of_script,
+    "scripts/soak": help_of_script,
     "scripts/build": help_of_script,
     "PYTHONPATH=build python2.7 examples/shell.py": runs_the_example,
     "cmake --install build": with_cmake,
