@@ -20,7 +20,7 @@ from harness import Raised, Returned
 from keys import key_bytes
 from screen import Wrapped
 
-SECONDS = float(os.environ.get("TAVORIN_KEYS_SECONDS", "5"))
+SECONDS = float(os.environ.get("TAVORIN_KEYS_SECONDS", "3"))
 
 CHILD = r"""
 import locale

@@ -16,7 +16,7 @@ from harness import Raised, Returned
 from monitor import ScriptedMonitor
 from processes import processor_seconds, waits_in_write
 
-SECONDS = float(os.environ.get("TAVORIN_STORM_SECONDS", "1"))
+SECONDS = float(os.environ.get("TAVORIN_STORM_SECONDS", "0.6"))
 
 STORM = [signal.SIGWINCH, signal.SIGCONT, signal.SIGCHLD, signal.SIGALRM]
 
