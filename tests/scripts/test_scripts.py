@@ -129,6 +129,13 @@ def test_an_unknown_profile_is_refused(project, arguments):
     assert "usage" in done.stderr
 
 
+@pytest.mark.parametrize("arguments", [["all"], ["--lines"], ["--lines", "many"], ["--minutes", "-1"]])
+def test_an_unknown_kind_of_soak_is_refused(project, arguments):
+    done = project.script("soak", *arguments, PYTHON=project.python)
+    assert done.returncode == 2
+    assert "usage" in done.stderr
+
+
 # ---------------------------------------------------------------------------
 # Choosing a Python 2.7
 

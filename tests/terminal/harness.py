@@ -457,6 +457,12 @@ class Shell:
         """
         self.wait_until(lambda: waits_in_select(self.pid), "the child to sleep until a key comes")
 
+    def has_taken_all_keys(self):
+        """Whether the child waits for a key in the editor's mode, and none is under way to it."""
+        # Asking brings along what the driver has not passed on yet, so it comes first.
+        waiting = select.select([self._slave], [], [], 0)[0]
+        return not self._unsent and not waiting and waits_in_select(self.pid)
+
     def wait_for_end(self):
         """Wait until the child has ended; return its exit status, negative for a signal."""
         self._end_noticed = True
@@ -486,6 +492,11 @@ class Shell:
         self._mark = len(self.output)
         self._asked += 1
         self._send_message(code)
+
+    def has_answer(self):
+        """Whether an `outcome` is there that has not been taken."""
+        self._pump(0)
+        return bool(self._answers)
 
     def outcome(self, timeout=PATIENCE):
         """Wait for the answer to the oldest unanswered `ask`: a `Returned` or a `Raised`."""
@@ -582,15 +593,34 @@ class Shell:
         apply_settings(self._slave, self.settings().changed(changes))
         self.original_settings = self.settings()
 
+    def stop_reading(self):
+        """Let what is written to the terminal wait there, as a slow connection does."""
+        self.sent.append("[not reading]")
+        self._pump(0)
+        del self._readers[self._master]
+
+    def read_again(self):
+        """Take what is written to the terminal again."""
+        self.sent.append("[reading]")
+        self._readers[self._master] = self._take_output
+
     def hang_up(self):
         """Close the test's end of the terminal, as when a connection breaks."""
         self.sent.append("[hang-up]")
         self._pump(0)
-        del self._readers[self._master]
+        self._readers.pop(self._master, None)
+        self._unsent.clear()
         os.close(self._master)
         self._master = None
 
     # --- looking
+
+    def forget(self):
+        """Drop what was kept for failure reports up to now, so that a test can go on for hours."""
+        self._mark -= min(self._mark, len(self.output))
+        self.output.clear()
+        self.sent.clear()
+        self.reports.clear()
 
     @property
     def cursor(self):

@@ -66,16 +66,30 @@ def session_members(session):
     return members
 
 
-# The system call in which a line reader waits for a key.
+# The system calls in which a line reader waits for a key, and for room for its output.
 _PSELECT = {"x86_64": "270", "aarch64": "72"}[platform.machine()]
+_WRITE = {"x86_64": "1", "aarch64": "64"}[platform.machine()]
 
 
 def waits_in_select(pid, thread=None):
     """Whether that thread, or any of the process, sleeps in the system call that waits for a key."""
-    for thread in [thread] if thread else os.listdir("/proc/%d/task" % pid):
+    return _sleeps_in(pid, _PSELECT, [thread] if thread else None)
+
+
+def waits_in_write(pid):
+    """Whether a thread of the process sleeps until somebody takes what it writes."""
+    return _sleeps_in(pid, _WRITE)
+
+
+def _sleeps_in(pid, number, threads=None):
+    try:
+        threads = threads or os.listdir("/proc/%d/task" % pid)
+    except OSError:
+        return False    # it has ended
+    for thread in threads:
         try:
             with open("/proc/%d/task/%s/syscall" % (pid, thread)) as call:
-                if call.read().split()[0] == _PSELECT:
+                if call.read().split()[0] == number:
                     return True
         except (OSError, IndexError):
             continue
@@ -86,6 +100,31 @@ def processor_seconds(pid):
     """The processor time that the process has used up to now."""
     fields = _fields(pid)
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def _kilobytes(pid, field):
+    with open("/proc/%d/status" % pid) as status:
+        return next(int(line.split()[1]) for line in status if line.startswith(field + ":"))
+
+
+def resident_bytes(pid):
+    """The memory that the process has in use."""
+    return _kilobytes(pid, "VmRSS") * 1024
+
+
+def peak_bytes(pid):
+    """The most memory that the process has ever had in use."""
+    return _kilobytes(pid, "VmHWM") * 1024
+
+
+def open_descriptors(pid):
+    """How many descriptors the process has open."""
+    return len(os.listdir("/proc/%d/fd" % pid))
+
+
+def thread_count(pid):
+    """How many threads the process has."""
+    return len(os.listdir("/proc/%d/task" % pid))
 
 
 def describe_end(returncode):

@@ -23,8 +23,11 @@ if(TAVORIN_SANITIZE)
 endif()
 
 # A minute of signals for each way of sending them; less where everything takes many times as long.
+# The other random tests and the soak choose what suits every test run of the delivered build.
 if(TAVORIN_SANITIZE)
-  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15" "TAVORIN_COMPLETIONS=10000")
+  list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15" "TAVORIN_COMPLETIONS=10000"
+    "TAVORIN_KEYS_SECONDS=3" "TAVORIN_CALLS_SECONDS=5" "TAVORIN_STORM_SECONDS=0.5"
+    "TAVORIN_SOAK_LINES=4000")
 else()
   list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=60")
 endif()

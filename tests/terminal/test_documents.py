@@ -143,6 +143,11 @@ def makes_the_picture(command, project):
     subprocess.run(["bash", "-n", ROOT / command], check=True)
 
 
+def soaks(command, project):
+    """For a moment, not for an hour."""
+    assert "lines" in project.run(command + " --lines 300 --minutes 0")
+
+
 def is_a_benchmark(command, project):
     """Run where Google Benchmark is installed and the build of this test has made them."""
     name = command.split("/bench_")[1]
@@ -171,6 +176,7 @@ COMMANDS = {
     "cmake --preset debug -DTAVORIN_PYTHON=python2.7": runs,
     "cmake --build --preset debug": builds_one_target,
     "ctest --test-dir build-debug": lists_the_tests,
+    "scripts/soak": soaks,
     "build/bench/bench_bulk_guard": is_a_benchmark,
     "build/bench/bench_history_lines": is_a_benchmark,
     "build/bench/bench_history_memory": is_a_benchmark,
