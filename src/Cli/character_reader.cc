@@ -27,9 +27,8 @@ static int add_log_descriptor() {
   return fd;
 }
 
-int read_char(FILE *) {
-  const int fd = fileno(lineedit::rl_instream);
-  lineedit::wait_set_clear(&waiting);
+// Waits until the terminal has a key, or has none to give any more.
+static void wait_for_key(int fd) {
   for (;;) {
     lineedit::wait_set_add(&waiting, fd);
     // Looked up in each pass, since a callback may have switched logging off.
@@ -40,11 +39,20 @@ int read_char(FILE *) {
       // That may have closed it.
       lineedit::wait_set_remove(&waiting, log_fd);
     }
-    if (lineedit::wait_set_has(&waiting, fd)) break;
+    if (lineedit::wait_set_has(&waiting, fd)) return;
   }
+}
+
+int read_char(FILE *) {
+  const int fd = fileno(lineedit::rl_instream);
   char key;
-  if (read(fd, &key, 1) != 1) return -1;
-  return static_cast<signed char>(key);
+  ssize_t got;
+  lineedit::wait_set_clear(&waiting);
+  do {
+    wait_for_key(fd);
+    got = read(fd, &key, 1);
+  } while (got == 0 && lineedit::rl_read_was_too_late(fd));
+  return got == 1 ? static_cast<signed char>(key) : -1;
 }
 
 // --- Log events ----------------------------------------------------------------------------------

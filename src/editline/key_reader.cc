@@ -45,10 +45,14 @@ static int read_from_hook(EditLine *, wchar_t *character) {
 static ssize_t read_byte(char *byte) {
   static WaitSet ready;
   const int fd = fileno(rl_instream);
+  ssize_t got;
   wait_set_clear(&ready);
-  do wait_set_add(&ready, fd);
-  while (rl_wait(fd + 1, &ready) <= 0);
-  return read(fd, byte, 1);
+  do {
+    do wait_set_add(&ready, fd);
+    while (rl_wait(fd + 1, &ready) <= 0);
+    got = read(fd, byte, 1);
+  } while (got == 0 && rl_read_was_too_late(fd));
+  return got;
 }
 
 // Decodes what has been read. Where that is no beginning of a character, only the latest byte can
@@ -157,7 +161,10 @@ void forget_keys() { keys = {}; }
 
 static constexpr int greatest_repeat = 9999;
 
-static bool ends_sequence(wchar_t character) { return character >= L'@' && character <= L'~'; }
+// So does a control character, which is no part of one.
+static bool ends_sequence(wchar_t character) {
+  return (character >= L'@' && character <= L'~') || character < L' ';
+}
 
 // Reads on to the end of the key that begins with `first`, and gives it back.
 static void put_back_whole_key(EditLine *editor, wchar_t first) {

@@ -108,6 +108,8 @@ void rl_end_output() {
 static struct {
   int longest;
   int latest;
+  // A character can fill several rows.
+  bool narrow;
 } fitting;
 
 // No character of a line takes more columns.
@@ -138,18 +140,27 @@ static bool measure_line(int length) {
   const int needed = row_of_line(el_wline(layer.editor)->lastchar) + 2;
   const bool too_low = needed >= rows;
   if (too_low) rows = make_screen_higher(rows, needed);
-  const int rows_of_character = columns < widest_character ? widest_character / columns + 1 : 1;
+  fitting.narrow = columns < widest_character;
+  const int rows_of_character = fitting.narrow ? widest_character / columns + 1 : 1;
   fitting.longest = length + (rows - needed) / rows_of_character;
   return too_low;
+}
+
+// libedit counts one row for such a character when it moves the cursor, and what is then typed at
+// the end of the line gets beyond its screen.
+static bool cursor_went_astray(int cursor, int length) {
+  return fitting.narrow && cursor == length && length == fitting.latest;
 }
 
 bool fit_screen_to_line() {
   const LineInfoW *line = el_wline(layer.editor);
   const int length = static_cast<int>(line->lastchar - line->buffer);
+  const int cursor = static_cast<int>(line->cursor - line->buffer);
+  const bool astray = cursor_went_astray(cursor, length);
   const bool fits = length <= fitting.longest && length >= fitting.latest;
   fitting.latest = length;
-  if (fits || !layer.terminal_is_raw || !editing_is_on()) return false;
-  return measure_line(length);
+  if ((fits && !astray) || !layer.terminal_is_raw || !editing_is_on()) return false;
+  return measure_line(length) || astray;
 }
 
 void forget_higher_screen() {

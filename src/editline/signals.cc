@@ -237,15 +237,21 @@ static bool found_disposition_is_a_handler(int which) {
   return signals.found[which].sa_handler != SIG_DFL && signals.found[which].sa_handler != SIG_IGN;
 }
 
+// Whoever stopped the process may have changed the terminal, which the editor takes for raw. Where
+// it is so, keys are on their way that must not meet it otherwise.
+static void restore_raw_terminal() {
+  if (hands_over_single_keys(fileno(rl_instream))) return;
+  make_terminal_cooked();
+  make_terminal_raw();
+}
+
 static void act_on_display_change(int which) {
   if (watched[which] == SIGWINCH) {
     forget_higher_screen();
     el_resize(layer.editor);
     fit_screen_to_line();
   } else {
-    // Whoever stopped the process may have changed the terminal, which the editor takes for raw.
-    make_terminal_cooked();
-    make_terminal_raw();
+    restore_raw_terminal();
   }
   if (found_disposition_is_a_handler(which)) let_found_disposition_act(which);
   rl_forced_update_display();
@@ -280,6 +286,8 @@ static bool reading_returns_at_once(int descriptor) {
   struct pollfd entry = {descriptor, POLLIN, 0};
   return poll(&entry, 1, 0) == 1;
 }
+
+bool rl_read_was_too_late(int descriptor) { return !reading_returns_at_once(descriptor); }
 
 // For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
 // read and takes the others out. Returns how many are left.

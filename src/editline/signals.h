@@ -36,6 +36,10 @@ void rl_admit_signals(const sigset_t *set);
 // after a signal. A closed descriptor counts as readable, since reading it fails at once.
 int rl_wait(int count, WaitSet *readable);
 
+// For a read of nothing after rl_wait: the terminal has dropped what was there, as it does at a
+// Ctrl-C, and there is more to wait for. False at the end of the input.
+bool rl_read_was_too_late(int descriptor);
+
 // Brackets a callback that runs while the editor is at rest, on the reading thread, and may take
 // long: between the two the held signals get through. HUP, TERM and QUIT give the terminal back and
 // go to the disposition in force before the read; the other four wait for the next rl_wait, unless

@@ -32,7 +32,15 @@ bool terminal_echoes(const TerminalSettings *found) {
   return !found->known || (found->settings.c_lflag & ECHO) != 0;
 }
 
+// Between the end of the wait for a key and its reading, the driver may drop the key, at a Ctrl-C
+// right behind it. A reader that then waited in read() would not let the signal in.
+// libedit is told in two ways, one for terminals that have characters of their own.
+static void read_without_waiting(EditLine *editor) {
+  el_set(editor, EL_SETTY, "-d", "min=^@", "-min", nullptr);
+}
+
 void leave_terminal_flags_alone(EditLine *editor) {
+  read_without_waiting(editor);
   for (const char *flag : normal_mode_flags) el_set(editor, EL_SETTY, "-x", flag, nullptr);
 }
 
