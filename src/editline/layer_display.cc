@@ -1,10 +1,12 @@
 // Drawing the line anew, and keeping it whole beside what others write to its terminal.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 
 #include "layer_state.h"
+#include "line_text.h"
 #include "output_watch.h"
 #include "readline_layer.h"
 #include "screen_position.h"
@@ -101,72 +103,149 @@ void rl_end_output() {
   end_output_watch();
 }
 
-// --- Lines higher than the screen ----------------------------------------------------------------
+// --- Lines of several rows -----------------------------------------------------------------------
 
-// The line is known to have room on the screen up to the one length, as long as it gets no shorter
-// than the other.
+// What is known of the line and its screen, so that most keys need no look.
 static struct {
+  // The line fits as it should up to the one length, as long as it gets no shorter than the other.
   int longest;
   int latest;
-  // A character can fill several rows.
-  bool narrow;
+  // The editor's screen, and where the prompt ends on it; not known while the width is 0.
+  int rows;
+  int columns;
+  ScreenPosition prompt_end;
+  // Where the line fills several rows, its text at the latest look.
+  bool several_rows;
+  LineText drawn;
 } fitting;
 
-// No character of a line takes more columns.
+// No character of a line takes more columns. On a narrow screen one can fill several rows.
 static constexpr int widest_character = 8;
+
+static bool screen_is_narrow() { return fitting.columns < widest_character; }
 
 static void set_editors_rows(int rows) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", rows);
   el_set(layer.editor, EL_SETTC, "li", digits, nullptr);
+  fitting.rows = rows;
 }
 
 // libedit 3.1-20221030 forgets the upper rows of a line that is higher than its screen, and loses
 // track of the row in which the cursor is: the next character can then be written through a null
-// pointer. So it is told of a screen that is higher; the terminal scrolls by itself.
-static int make_screen_higher(int rows, int rows_needed) {
-  if (layer.true_rows == 0) layer.true_rows = rows;
-  set_editors_rows(rows_needed * 2);
-  return rows_needed * 2;
+// pointer. So it is told of a screen that is higher; the terminal scrolls by itself. Returns
+// whether there was not room enough: for the cursor behind a full row, and for what a key adds.
+static bool make_screen_high_enough(int last_row) {
+  const int needed = last_row + 2;
+  if (needed < fitting.rows) return false;
+  if (layer.true_rows == 0) layer.true_rows = fitting.rows;
+  set_editors_rows(needed * 2);
+  return true;
 }
 
-// Returns whether the screen had to be made higher.
-static bool measure_line(int length) {
-  int rows = 0;
-  int columns = 0;
-  el_get(layer.editor, EL_GETTC, "li", &rows);
-  el_get(layer.editor, EL_GETTC, "co", &columns);
-  // One for the cursor behind a full row, and one that a character adds before the next look.
-  const int needed = row_of_line(el_wline(layer.editor)->lastchar) + 2;
-  const bool too_low = needed >= rows;
-  if (too_low) rows = make_screen_higher(rows, needed);
-  fitting.narrow = columns < widest_character;
-  const int rows_of_character = fitting.narrow ? widest_character / columns + 1 : 1;
-  fitting.longest = length + (rows - needed) / rows_of_character;
-  return too_low;
+static bool is_plain(const wchar_t *line, int length) {
+  unsigned others = 0;
+  for (int i = 0; i < length; ++i) others |= line[i] < L' ' || line[i] > L'~' ? 1U : 0U;
+  return others == 0;
 }
 
-// libedit counts one row for such a character when it moves the cursor, and what is then typed at
-// the end of the line gets beyond its screen.
-static bool cursor_went_astray(int cursor, int length) {
-  return fitting.narrow && cursor == length && length == fitting.latest;
+static ScreenPosition end_of_line(const wchar_t *line, int length) {
+  if (!is_plain(line, length))
+    return screen_position(layer.prompt, line, static_cast<size_t>(length), fitting.columns);
+  const int column = fitting.prompt_end.column + length;
+  return {fitting.prompt_end.row + column / fitting.columns, column % fitting.columns};
+}
+
+static void learn_screen() {
+  if (fitting.columns != 0) return;
+  el_get(layer.editor, EL_GETTC, "li", &fitting.rows);
+  el_get(layer.editor, EL_GETTC, "co", &fitting.columns);
+  fitting.prompt_end = screen_position(layer.prompt, nullptr, 0, fitting.columns);
+}
+
+static bool fit_to(const wchar_t *line, int length) {
+  learn_screen();
+  const ScreenPosition end = end_of_line(line, length);
+  fitting.several_rows = end.row > 0;
+  const bool was_too_low = make_screen_high_enough(end.row);
+  const int columns_left = fitting.columns - end.column;
+  const int rows_left = fitting.rows - end.row - 2;
+  if (end.row == 0)
+    fitting.longest = length + columns_left / widest_character;
+  else
+    fitting.longest = length + (screen_is_narrow() ? rows_left / widest_character : rows_left);
+  return was_too_low;
+}
+
+// Whether a row but the last has changed and ends as it did. The line is one of plain characters.
+static bool row_ends_alike(const wchar_t *line, int length) {
+  const int columns = fitting.columns;
+  const wchar_t *drawn = fitting.drawn.characters;
+  const int shorter = std::min(length, static_cast<int>(fitting.drawn.length));
+  int start = 0;
+  for (int end = columns - fitting.prompt_end.column; end < shorter; end += columns) {
+    const size_t row = static_cast<size_t>(end - start);
+    if (line[end - 1] != L' ' && line[end - 1] == drawn[end - 1] &&
+        wmemcmp(line + start, drawn + start, row) != 0)
+      return true;
+    start = end;
+  }
+  return false;
+}
+
+// libedit 3.1-20221030 inserts a character in a row, goes over its right margin to mend the row's
+// end, and then erases the rest of the row below, where it does not know of it. It does so when the
+// end of the row is as it was, by chance. Returns whether that may have happened.
+static bool row_may_be_lost(const wchar_t *line, int length) {
+  const size_t drawn = fitting.drawn.length;
+  if (drawn == 0) return false;
+  if (static_cast<size_t>(length) == drawn && wmemcmp(line, fitting.drawn.characters, drawn) == 0)
+    return false;
+  return !is_plain(line, length) || row_ends_alike(line, length);
+}
+
+// Returns whether the line is to be drawn anew.
+static bool look_at_rows(const LineInfoW *line, int length) {
+  const size_t drawn = fitting.drawn.length;
+  if (line->cursor == line->lastchar && static_cast<size_t>(length) == drawn + 1) {
+    append_text(&fitting.drawn, line->lastchar - 1, 1);
+    return false;
+  }
+  const bool lost = row_may_be_lost(line->buffer, length);
+  set_text(&fitting.drawn, line->buffer, static_cast<size_t>(length));
+  return lost;
+}
+
+// On a narrow screen libedit counts too few rows when it moves the cursor, and what is then typed
+// at the end of the line gets beyond its screen.
+static bool cursor_went_astray(const LineInfoW *line, int length) {
+  return fitting.columns != 0 && screen_is_narrow() && line->cursor == line->lastchar &&
+         length == fitting.latest;
 }
 
 bool fit_screen_to_line() {
   const LineInfoW *line = el_wline(layer.editor);
   const int length = static_cast<int>(line->lastchar - line->buffer);
-  const int cursor = static_cast<int>(line->cursor - line->buffer);
-  const bool astray = cursor_went_astray(cursor, length);
-  const bool fits = length <= fitting.longest && length >= fitting.latest;
+  const bool astray = cursor_went_astray(line, length);
+  const bool fits = length <= fitting.longest && length >= fitting.latest && !astray;
   fitting.latest = length;
-  if ((fits && !astray) || !layer.terminal_is_raw || !editing_is_on()) return false;
-  return measure_line(length) || astray;
+  if (fits && !fitting.several_rows) return false;
+  if (!layer.terminal_is_raw || !editing_is_on()) return false;
+  const bool too_low = !fits && fit_to(line->buffer, length);
+  if (!fitting.several_rows) {
+    fitting.drawn.length = 0;
+    return too_low || astray;
+  }
+  return look_at_rows(line, length) || too_low || astray;
 }
 
-void forget_higher_screen() {
-  fitting = {};
+void forget_screen() {
   if (layer.true_rows != 0) set_editors_rows(layer.true_rows);
   layer.true_rows = 0;
+  fitting.longest = fitting.latest = 0;
+  fitting.columns = 0;
+  fitting.several_rows = false;
+  fitting.drawn.length = 0;
 }
 
 }  // namespace lineedit

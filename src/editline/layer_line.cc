@@ -59,7 +59,7 @@ char *readline(const char *prompt) {
   if (!initialise_layer()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   rl_done = 0;
-  forget_higher_screen();
+  forget_screen();
   forget_keys();
   forget_place_in_history();
   forget_search();

@@ -144,6 +144,7 @@ static void see_to_exit() {
 static void end_editor() {
   if (layer.editor != nullptr) {
     if (layer.terminal_is_raw) make_terminal_cooked();
+    forget_screen();
     el_set(layer.editor, EL_EDITMODE, 0);
     el_end(layer.editor);
   }
@@ -165,7 +166,6 @@ static constexpr size_t initial_line_room = 1000;
 // Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
 static void furnish_editor(bool echoing) {
   layer.line_room = initial_line_room;
-  layer.true_rows = 0;
   if (!echoing) el_set(layer.editor, EL_EDITMODE, 0);
   connect_history();
   el_set(layer.editor, EL_GETCFN, key_reader());
@@ -230,7 +230,7 @@ static void set_terminal_capability(const char *name, int value) {
 
 void rl_set_screen_size(int rows, int cols) {
   if (!initialise_layer()) return;
-  forget_higher_screen();
+  forget_screen();
   set_terminal_capability("li", rows);
   set_terminal_capability("co", cols);
 }

@@ -247,7 +247,7 @@ static void restore_raw_terminal() {
 
 static void act_on_display_change(int which) {
   if (watched[which] == SIGWINCH) {
-    forget_higher_screen();
+    forget_screen();
     el_resize(layer.editor);
     fit_screen_to_line();
   } else {
