@@ -1,0 +1,19 @@
+"""Python 2.7 with the interpreter's own readline module: what a shell would use instead."""
+
+import readline
+
+import peer
+
+
+def complete(text, state):
+    return "version " if text == "ver" and state == 0 else None
+
+
+def listing():
+    return [readline.get_history_item(i) for i in range(1, readline.get_current_history_length() + 1)]
+
+
+readline.parse_and_bind("tab: complete")
+readline.set_completer(complete)
+# raw_input records by itself.
+peer.serve(raw_input, None, readline.add_history, listing)  # noqa: F821
