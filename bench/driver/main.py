@@ -12,7 +12,7 @@ import programs as known
 import works
 from figures import Samples
 from report import Report, machine
-from rounds import Idle, Rounds, instructions, system_calls
+from rounds import Idle, Rounds, instructions, keep_steady, system_calls
 
 # How often a work is done: passes with new processes, and rounds in each; for the others seconds or
 # times. Quick, and in full.
@@ -84,10 +84,11 @@ def main():
                                   os.environ.get("TAVORIN_LIBRARIES", ""))
     chosen = [work for work in all_works() if not options.only or work.name in options.only]
 
-    began, load = time.monotonic(), os.getloadavg()[0]
+    began, load, steady = time.monotonic(), os.getloadavg()[0], keep_steady()
     samples = measure(chosen, programs, options.quick,
                       lambda text: print("bench/run: " + text, file=sys.stderr))
     description = machine(python2, root)
+    description.append(steady)
     description.append("%.0f s; the machine's load was %.1f before and %.1f after"
                        % (time.monotonic() - began, load, os.getloadavg()[0]))
     details = {work.name: work.details for work in chosen if hasattr(work, "details")}

@@ -4,11 +4,28 @@ to round. After so many rounds all programs are ended, checked, and started anew
 
 import gc
 import os
+import struct
 import time
 
 import counting
 from figures import quantile
 from session import Wrong
+
+
+def keep_steady():
+    """Has this process, and all that it starts, run on one processor, and the processors wait for
+    work without going to sleep, for as long as this process lives. Otherwise what a key costs is
+    mostly how soundly a processor sleeps that has to be woken for it, on virtual machines above
+    all. Returns what could be done, in words."""
+    one = max(os.sched_getaffinity(0))
+    os.sched_setaffinity(0, {one})
+    said = "all on processor %d" % one
+    try:
+        latency = os.open("/dev/cpu_dma_latency", os.O_WRONLY)
+        os.write(latency, struct.pack("i", 0))  # microseconds; holds until it is closed
+    except OSError as problem:
+        return said + "; the processors may sleep (%s)" % problem.strerror
+    return said + ", with none of them asleep"
 
 
 def rotated(items, by):
