@@ -80,7 +80,8 @@ def amount(value, unit):
 
 def ratio_text(found):
     if isinstance(found, Ratio):
-        return "%.3f (%.3f to %.3f)" % (found.value, found.low, found.high)
+        spread = " (%.3f to %.3f)" % (found.low, found.high) if found.low < found.high else ""
+        return "%.3f%s" % (found.value, spread)
     return "–" if found is None else "%g" % found
 
 

@@ -163,7 +163,8 @@ class Idle:
 # --- Counts
 
 class Counts:
-    """System calls or instructions, in all and by name; `details` keeps the latter."""
+    """System calls or instructions, in all and by name; `details` keeps the latter. Those of a slow
+    program depend on its timing, so that their differences mean nothing."""
     log = False
 
     def __init__(self, name, count):
@@ -173,8 +174,9 @@ class Counts:
         self.details = {}
 
     def do(self, rounds, programs, times):
+        programs = [program for program in programs if program.missing is None and not program.slow]
         for number in range(times):
-            for program in rotated([p for p in programs if p.missing is None], number):
+            for program in rotated(programs, number):
                 rounds.tell("%s: %s" % (self.name, program.title))
                 rounds.guarded(self, program, lambda: self.one(rounds, program))
 

@@ -14,8 +14,13 @@ class Version(Completer):
             yield Completion("version ", start_position=-3)
 
 
+def record_all(lines):
+    for line in lines:
+        history.append_string(line)
+
+
 history = InMemoryHistory()
 session = PromptSession(history=history, completer=Version(), complete_while_typing=False,
                         complete_style=CompleteStyle.READLINE_LIKE)
 # The session records by itself.
-peer.serve(session.prompt, None, history.append_string, history.get_strings)
+peer.serve(session.prompt, None, record_all, history.get_strings)

@@ -9,6 +9,11 @@ def complete(text, state):
     return "version " if text == "ver" and state == 0 else None
 
 
+def record_all(lines):
+    for line in lines:
+        readline.add_history(line)
+
+
 def listing():
     return [readline.get_history_item(i) for i in range(1, readline.get_current_history_length() + 1)]
 
@@ -16,4 +21,4 @@ def listing():
 readline.parse_and_bind("tab: complete")
 readline.set_completer(complete)
 # raw_input records by itself.
-peer.serve(raw_input, None, readline.add_history, listing)  # noqa: F821
+peer.serve(raw_input, None, record_all, listing)  # noqa: F821

@@ -20,6 +20,11 @@ def record(line):
     Tavorin.addHistory(line, "exec", "")
 
 
+def record_all(lines):
+    for line in lines:
+        Tavorin.addHistory(line, "exec", "")
+
+
 def show_news(lines, size):
     sys.stdout.write("\n" + log.read())
     sys.stdout.flush()
@@ -31,4 +36,4 @@ if len(sys.argv) > 2:
     log = open(sys.argv[2])
     log.seek(0, 2)
     Tavorin.loggingSyncEnabledIs(sys.argv[2], show_news)
-peer.serve(read, record, record, Tavorin.history)
+peer.serve(read, record, record_all, Tavorin.history)
