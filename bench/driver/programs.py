@@ -36,6 +36,10 @@ def python_environment(root, build, libraries):
     return variables
 
 
+def not_built(path):
+    return None if os.access(path, os.X_OK) else "it is not built"
+
+
 def why_missing(command, environment):
     """Runs a check; returns None or the last line of what is wrong."""
     done = subprocess.run(command, env=dict(common_environment("/"), **environment),
@@ -63,10 +67,12 @@ def all_programs(root, build, python2, python3, libraries):
     gnu_readline = [python2, "-c", "import readline; assert 'GNU' in readline.__doc__, "
                                    "'its readline module is not over GNU readline'"]
     return [
-        Program("libedit", "libedit, C", [peer("peer_libedit")]),
+        Program("libedit", "libedit, C", [peer("peer_libedit")],
+                missing=not_built(peer("peer_libedit"))),
         Program(FLOOR, "libedit with select, C (the floor)", [peer("peer_libedit_select")],
-                takes_log=True),
-        Program("gnu_readline", "GNU readline, C", [peer("peer_gnu_readline")]),
+                takes_log=True, missing=not_built(peer("peer_libedit_select"))),
+        Program("gnu_readline", "GNU readline, C", [peer("peer_gnu_readline")],
+                missing=not_built(peer("peer_gnu_readline"))),
         Program(USUAL, "Python 2.7, its readline module", [python2, script("raw_input_peer.py")],
                 two, missing=why_missing(gnu_readline, two)),
         Program("prompt_toolkit", "Python 3, prompt_toolkit",

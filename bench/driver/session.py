@@ -68,8 +68,7 @@ class Session:
         name = os.ttyname(slave)
         self.started = time.perf_counter_ns()
         self.pid = spawn(command, environment, name, folder)
-        # Kept until the program has it open, or its terminal would seem hung up.
-        self.slave = slave
+        os.close(slave)     # the program has it open by now
 
     # --- Typing and awaiting
 
@@ -203,8 +202,6 @@ class Session:
     def ended(self):
         """Wait for the process, reading what it still writes. Returns its exit status."""
         deadline = time.monotonic() + PATIENCE
-        os.close(self.slave)
-        self.slave = None
         while time.monotonic() < deadline:
             pid, status = os.waitpid(self.pid, os.WNOHANG)
             if pid:
@@ -236,9 +233,6 @@ class Session:
             os.kill(self.pid, signal.SIGKILL)
             os.waitpid(self.pid, 0)
             self.pid = None
-        if self.slave is not None:
-            os.close(self.slave)
-            self.slave = None
         if self.master is not None:
             os.close(self.master)
             self.master = None

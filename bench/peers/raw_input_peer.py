@@ -15,7 +15,8 @@ def record_all(lines):
 
 
 def listing():
-    return [readline.get_history_item(i) for i in range(1, readline.get_current_history_length() + 1)]
+    count = readline.get_current_history_length()
+    return [readline.get_history_item(i) for i in range(1, count + 1)]
 
 
 readline.parse_and_bind("tab: complete")

@@ -17,7 +17,8 @@ from harness import Raised, Returned, sanitizer_environment
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("TAVORIN_BUILD_DIR", ""))
-DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "bench/README.md"]
+DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "docs/benchmarks.md",
+             "docs/measurements.md", "bench/README.md"]
 
 
 def text_of(document):
@@ -39,7 +40,7 @@ def commands(document):
 
 def help_of_script(command, tmp_path):
     """Run in full by the continuous integration or by hand, they tell at least what they do."""
-    script = [word for word in command.split() if word.startswith("scripts/")][0]
+    script = [word for word in command.split() if word.startswith(("scripts/", "bench/"))][0]
     done = subprocess.run([ROOT / script, "--help"], capture_output=True, text=True)
     assert script in done.stdout + done.stderr
 
@@ -93,6 +94,10 @@ COMMANDS = {
     "scripts/test --fast -- -R history": help_of_script,
     "scripts/check-fresh": help_of_script,
     "scripts/build": help_of_script,
+    "scripts/setup bench": help_of_script,
+    "bench/run": help_of_script,
+    "bench/run --quick": help_of_script,
+    "bench/run --only typed --only completion": help_of_script,
     "PYTHONPATH=build python2.7 examples/shell.py": runs_the_example,
     "cmake --install build": with_cmake,
     "cmake --install build --component stand-in": with_cmake,
