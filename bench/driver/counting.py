@@ -6,12 +6,14 @@ import collections
 import os
 import re
 
-from figures import solve_counts
 from works import words
 
-# The three runs: lines and keys in a line.
-LINES, KEYS = (2, 4), (20, 60)
-RUNS = {"base": (LINES[0], KEYS[0]), "longer": (LINES[0], KEYS[1]), "more": (LINES[1], KEYS[0])}
+# What a key costs comes out of two runs whose lines are of different lengths, what a line costs out of
+# two with lines of one key; in some programs the cost of a key grows with its line. Lines and keys in
+# a line:
+RUNS = {"short": (2, 20), "long": (2, 60), "few": (2, 1), "many": (10, 1)}
+KEYS_MORE = 2 * (60 - 20)
+LINES_MORE = 10 - 2
 
 
 def type_run(session, lines, keys):
@@ -27,7 +29,7 @@ def type_run(session, lines, keys):
 
 
 def counts(start, program, wrap, read):
-    """For each of the three runs what `read` makes of the file that `wrap` has written."""
+    """For each of the runs what `read` makes of the file that `wrap` has written."""
     found = {}
     for name, (lines, keys) in RUNS.items():
         output = os.path.join(start.folder, "counts")
@@ -40,12 +42,16 @@ def counts(start, program, wrap, read):
     return found
 
 
+def difference(runs, name, less, more):
+    return runs[more].get(name, 0) - runs[less].get(name, 0)
+
+
 def a_key_and_a_line(runs):
     """Two dictionaries: what a key costs and what a line costs besides, by name."""
     key, line = {}, {}
     for name in set().union(*runs.values()):
-        three = [runs[run].get(name, 0) for run in ("base", "longer", "more")]
-        key[name], line[name] = solve_counts(*three, LINES, KEYS)
+        key[name] = difference(runs, name, "short", "long") / KEYS_MORE
+        line[name] = difference(runs, name, "few", "many") / LINES_MORE - key[name]
     return key, line
 
 

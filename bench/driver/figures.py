@@ -95,14 +95,3 @@ def judge(target, samples, ours):
     if target.spread_counts and found.low <= target.most:
         return found, "met within the spread"
     return found, "missed by %.1f %%" % ((found.value / target.most - 1) * 100)
-
-
-def solve_counts(base, longer, more, lines, keys):
-    """From the counts of three runs: what a key costs, and a line besides its keys.
-
-    `base` typed lines[0] lines of keys[0] keys, `longer` lines[0] of keys[1], `more` lines[1] of
-    keys[0]. What the start and the end cost falls out.
-    """
-    key = (longer - base) / (lines[0] * (keys[1] - keys[0]))
-    line = (more - base) / (lines[1] - lines[0]) - keys[0] * key
-    return key, line

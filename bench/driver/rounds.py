@@ -1,9 +1,10 @@
 """Has the programs do the works in turn. In each round every program has one turn, soon after the
-others, so what else the machine does meanwhile meets them all alike; who begins changes from round
-to round. After so many rounds all programs are ended, checked, and started anew."""
+others, so what else the machine does meanwhile meets them all alike. After so many rounds all
+programs are ended, checked, and started anew."""
 
 import gc
 import os
+import random
 import struct
 import time
 
@@ -28,9 +29,16 @@ def keep_steady():
     return said + ", with none of them asleep"
 
 
-def rotated(items, by):
-    by %= len(items) or 1
-    return items[by:] + items[:by]
+# How long to wait after a slow program, which has used up its share of the processor and filled the
+# caches: whoever comes next would pay for it.
+REST = 0.005
+
+
+def shuffled(programs, dice):
+    """The order of a round: slow programs first, the others as the dice will have it."""
+    others = [program for program in programs if not program.slow]
+    dice.shuffle(others)
+    return [program for program in programs if program.slow] + others
 
 
 class Rounds:
@@ -38,6 +46,8 @@ class Rounds:
         self.start = start
         self.samples = samples
         self.tell = tell
+        # The same in each run, so that two of them can be compared.
+        self.dice = random.Random(1)
 
     def add(self, program, measured):
         for figure, value in measured.items():
@@ -61,7 +71,7 @@ class Rounds:
             session.wait_for_prompt()
             self.add(program, work.begin(session, program))
 
-    def one_pass(self, work, programs, number, turns):
+    def one_pass(self, work, programs, turns):
         sessions = {}
         collected = {}
 
@@ -73,13 +83,15 @@ class Rounds:
                     self.samples.add(figure, program.name, value)
 
         try:
-            for program in rotated(programs, number):
+            for program in shuffled(programs, self.dice):
                 self.guarded(work, program, lambda: self.begun(work, program, sessions))
                 if not work.keep_sessions:
                     self.guarded(work, program, lambda: turn(program, 0))
+                    time.sleep(REST if program.slow else 0)
             for which in range(turns if work.keep_sessions else 0):
-                for program in rotated(programs, number + which):
+                for program in shuffled(programs, self.dice):
                     self.guarded(work, program, lambda: turn(program, which))
+                    time.sleep(REST if program.slow else 0)
             for program in programs:
                 self.guarded(work, program, lambda: sessions[program.name].finish())
         finally:
@@ -97,7 +109,7 @@ class Rounds:
             gc.collect()
             gc.disable()
             try:
-                self.one_pass(work, programs, number, turns)
+                self.one_pass(work, programs, turns)
             finally:
                 gc.enable()
 
@@ -175,8 +187,8 @@ class Counts:
 
     def do(self, rounds, programs, times):
         programs = [program for program in programs if program.missing is None and not program.slow]
-        for number in range(times):
-            for program in rotated(programs, number):
+        for _ in range(times):
+            for program in programs:
                 rounds.tell("%s: %s" % (self.name, program.title))
                 rounds.guarded(self, program, lambda: self.one(rounds, program))
 

@@ -76,12 +76,10 @@ def test_what_was_done_wrongly_has_no_figures():
     assert found.wrong == {("work", "peer"): "it lost a key"}
 
 
-def test_a_key_and_a_line_come_out_of_three_runs():
-    def run(lines, keys):
-        return 1000 + lines * (37 + keys * 3)
-
-    counted = figures.solve_counts(run(2, 20), run(2, 60), run(4, 20), (2, 4), (20, 60))
-    assert counted == (3, 37)
+def test_a_key_and_a_line_come_out_of_the_runs():
+    counted = {name: {"read": 1000 + lines * (37 + keys * 3)}
+               for name, (lines, keys) in counting.RUNS.items()}
+    assert counting.a_key_and_a_line(counted) == ({"read": 3}, {"read": 37})
 
 
 # --- What the tools write
@@ -145,7 +143,7 @@ def test_instructions_belong_to_the_file_that_they_are_in(tmp_path):
 
 
 def test_names_that_only_one_run_has_count_as_none_in_the_others():
-    runs = {"base": {"read": 40}, "longer": {"read": 120, "mmap": 8}, "more": {"read": 80}}
+    runs = {"short": {}, "long": {"mmap": 8}, "few": {}, "many": {"write": 16}}
     key, line = counting.a_key_and_a_line(runs)
-    assert key == {"read": 1, "mmap": 0.1}
-    assert line == {"read": 0, "mmap": -2}
+    assert key == {"mmap": 0.1, "write": 0}
+    assert line == {"mmap": -0.1, "write": 2}

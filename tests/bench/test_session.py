@@ -1,6 +1,7 @@
 """A program at a terminal, as the measurements see it: what it loses or changes is found out. The
 programs here are a few lines of Python 3, some of them faulty on purpose."""
 
+import random
 import re
 import sys
 
@@ -12,7 +13,7 @@ import session
 from figures import Samples
 from programs import Program, Start
 from report import FIGURES, TARGETS, Report
-from rounds import Rounds, rotated
+from rounds import Rounds, shuffled
 from works import Typed, Work, words
 
 # Reads single keys and echoes them. A key or a line can be spoilt, or all come to an end.
@@ -153,8 +154,11 @@ def test_neighbouring_keys_differ():
     assert all(a != b for a, b in zip(keys, keys[1:]))
 
 
-def test_each_begins_in_turn():
-    assert [rotated("abc", by) for by in range(4)] == ["abc", "bca", "cab", "abc"]
+def test_the_order_changes_but_slow_programs_go_first():
+    compared = [Program(name, name, [], slow=name == "slow") for name in ("a", "b", "slow", "c")]
+    dice = random.Random(1)
+    orders = {"".join(p.name for p in shuffled(compared, dice)) for _ in range(100)}
+    assert orders == {"slow" + rest for rest in ("abc", "acb", "bac", "bca", "cab", "cba")}
 
 
 # --- The page
