@@ -23,8 +23,9 @@ size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
   char *out = bytes;
   mbstate_t shift = {};
   for (size_t i = 0; i < length; ++i) {
-    // The character reader hands bytes 128 to 255 on as negative numbers.
-    if (static_cast<int>(characters[i]) < 0) {
+    // The character reader hands bytes 128 to 255 on as negative numbers. An ASCII
+    // character is its own byte, which the C library takes two hundred instructions to find out.
+    if (static_cast<int>(characters[i]) < 0x80) {
       *out++ = static_cast<char>(characters[i]);
       continue;
     }
