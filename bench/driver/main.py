@@ -17,14 +17,14 @@ from rounds import Idle, Rounds, instructions, keep_steady, system_calls
 # How often a work is done: passes with new processes, and rounds in each; for the others seconds or
 # times. Quick, and in full.
 AMOUNTS = {
-    "typed": ((2, 6), (8, 20)),
-    "pasted": ((2, 4), (6, 12)),
-    "edited": ((2, 4), (6, 10)),
-    "history-1000": ((2, 3), (8, 6)),
+    "typed": ((2, 6), (10, 24)),
+    "pasted": ((2, 4), (10, 20)),
+    "edited": ((2, 4), (10, 12)),
+    "history-1000": ((2, 3), (20, 4)),
     "history-100000": ((1, 2), (5, 6)),
-    "completion": ((2, 4), (6, 12)),
-    "log": ((2, 4), (6, 10)),
-    "start": ((8, 1), (40, 1)),
+    "completion": ((2, 4), (10, 20)),
+    "log": ((2, 4), (10, 12)),
+    "start": ((8, 1), (80, 1)),
     "idle": ((2,), (10,)),
     "calls": ((1,), (1,)),
     "instructions": ((1,), (2,)),
