@@ -20,7 +20,9 @@ AMOUNTS = {
     "typed": ((2, 6), (10, 24)),
     "pasted": ((2, 4), (10, 20)),
     "edited": ((2, 4), (10, 12)),
-    "history-1000": ((2, 3), (20, 4)),
+    "record-1000": ((2, 4), (6, 20)),
+    "record-100000": ((1, 2), (5, 3)),
+    "history-1000": ((2, 3), (8, 6)),
     "history-100000": ((1, 2), (5, 6)),
     "completion": ((2, 4), (10, 20)),
     "log": ((2, 4), (10, 12)),
@@ -33,6 +35,7 @@ AMOUNTS = {
 
 def all_works():
     typing = [works.Typed("typed"), works.Pasted("pasted"), works.Edited("edited"),
+              works.Recorded("record-1000", 1000), works.Recorded("record-100000", 100000),
               works.History("history-1000", 1000), works.History("history-100000", 100000),
               works.Completed("completion"), works.Logged("log"), works.Started("start")]
     return typing + [Idle(), system_calls(), instructions()]

@@ -107,16 +107,14 @@ class Edited(Work):
 TOOK = re.compile(rb"took (\d+) ns for (\d+) lines")
 
 
-class History(Work):
-    """Recording, listing, Up and Ctrl-R with so many lines."""
-    presses = 50
+class Lines(Work):
+    """What a work with so many recorded lines needs."""
+    kinds = ()
 
     def __init__(self, name, lines):
         super().__init__(name)
         self.lines = lines
-        self.deep = min(lines, 10000)
-        kinds = ("record", "list", "up_p50", "up_cpu", "deep_up_cpu", "search_cpu", "search_time")
-        self.figures = tuple("%s_%d" % (kind, lines) for kind in kinds)
+        self.figures = tuple("%s_%d" % (kind, lines) for kind in self.kinds)
 
     def takes(self, program):
         return not program.slow or self.lines <= 1000
@@ -132,17 +130,41 @@ class History(Work):
             raise Wrong("%r was answered with %r" % (command, found and found[0]))
         return int(found[1]) / count
 
-    def begin(self, session, program):
-        command = b"#record %d" % self.lines
-        record = self.told(session, command, self.lines)
+    def record(self, session):
+        took = self.told(session, b"#record %d" % self.lines, self.lines)
         session.recorded += [b"%s %06d of the history" % (b"line" if i else b"zq", i)
                              for i in range(self.lines)]
+        return took
+
+
+class Recorded(Lines):
+    """Recording lines, and listing all. Each time adds to what was recorded before."""
+    kinds = ("record", "list")
+
+    def begin(self, session, program):
+        self.turn(session, program, 0)
+        return {}
+
+    def turn(self, session, program, number):
+        record = self.record(session)
+        # The command itself is recorded, too.
         listing = self.told(session, b"#list", len(session.recorded) + 1)
+        return self.named(record=record, list=listing)
+
+
+class History(Lines):
+    """Up and Ctrl-R with so many lines."""
+    kinds = ("up_p50", "up_cpu", "deep_up_cpu", "search_cpu", "search_time")
+    presses = 50
+    deepest = 10000
+
+    def begin(self, session, program):
+        self.record(session)
         # A first press may have to make ready what later ones use.
         session.press_for_any_change(UP)
         session.press_for_any_change(UP)
         session.enter(session.recorded[-2])
-        return self.named(record=record, list=listing)
+        return {}
 
     def up(self, session, program):
         presses = self.presses // 5 if program.slow else self.presses
@@ -154,10 +176,11 @@ class History(Work):
 
     def deep_up(self, session, program):
         """So far that the way from the newest line to the one that is wanted counts."""
+        presses = min(self.lines, self.deepest)
         before = session.processor_time()
-        session.send(UP * self.deep)
-        session.enter(session.recorded[-self.deep])
-        return self.named(deep_up_cpu=(session.processor_time() - before) / self.deep)
+        session.send(UP * presses)
+        session.enter(session.recorded[-presses])
+        return self.named(deep_up_cpu=(session.processor_time() - before) / presses)
 
     def search(self, session, program):
         """For what is in the oldest line that was recorded only."""
