@@ -8,9 +8,9 @@ import re
 
 from works import words
 
-# What a key costs comes out of two runs whose lines are of different lengths, what a line costs out of
-# two with lines of one key; in some programs the cost of a key grows with its line. Lines and keys in
-# a line:
+# What a key costs comes out of two runs whose lines are of different lengths, what a line costs out
+# of two with lines of one key; in some programs the cost of a key grows with its line. Lines and keys
+# in a line:
 RUNS = {"short": (2, 20), "long": (2, 60), "few": (2, 1), "many": (10, 1)}
 KEYS_MORE = 2 * (60 - 20)
 LINES_MORE = 10 - 2

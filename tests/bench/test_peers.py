@@ -1,5 +1,6 @@
-"""Every program that is measured does every work rightly, once and a little of it. What of them is
-not installed on this machine is left out; the module and the floor that it is held against are not."""
+"""Every program that is measured does every work rightly, a little of it. What of them is not
+installed on this machine is left out; the module and the floor that it is held against are not.
+"""
 
 import os
 import pathlib
