@@ -34,6 +34,11 @@ readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
   python3 python3-pytest python3-pyte
   ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 
+# What measuring needs besides: what the module is compared with, what counts
+# system calls and instructions, and the library of the small benchmarks.
+readonly BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libreadline-dev
+  python3 python3-prompt-toolkit strace valgrind libbenchmark-dev)
+
 # The private Python 2.7: the folder of all that belongs to it, the tree that it
 # is unpacked into, and the release and packages of Debian that it is made of.
 readonly PRIVATE_FOLDER=$ROOT/.python2.7

@@ -2,6 +2,7 @@
 #include "history_calls.h"
 
 #include <cctype>
+#include <cstring>
 
 #include "../editline/readline_layer.h"
 #include "frame.h"
@@ -73,11 +74,29 @@ static void record(const char *line) {
     hist_enter(nullptr, &event, line);
 }
 
+// A string without a NUL inside, which C can take as it is.
+static bool take_plain_string(PyObject *object, const char **bytes) {
+  if (!PyString_CheckExact(object)) return false;
+  *bytes = PyString_AS_STRING(object);
+  return strlen(*bytes) == static_cast<size_t>(PyString_GET_SIZE(object));
+}
+
+// What nearly every call passes. The interpreter's parser comes to the same for it, but takes a
+// quarter of the time of recording a line. Whatever else is passed is for the parser.
+static bool take_plain_strings(PyObject *args, const char **line, const char **key,
+                               const char **parent_key) {
+  return PyTuple_GET_SIZE(args) == 3 && take_plain_string(PyTuple_GET_ITEM(args, 0), line) &&
+         take_plain_string(PyTuple_GET_ITEM(args, 1), key) &&
+         take_plain_string(PyTuple_GET_ITEM(args, 2), parent_key);
+}
+
 PyObject *py_addHistory(PyObject *, PyObject *args) {
   const char *line;
   const char *key;
   const char *parent_key;
-  if (PyArg_ParseTuple(args, "sss:addHistory", &line, &key, &parent_key) == 0) return nullptr;
+  if (!take_plain_strings(args, &line, &key, &parent_key) &&
+      PyArg_ParseTuple(args, "sss:addHistory", &line, &key, &parent_key) == 0)
+    return nullptr;
   if (is_white_line(line)) Py_RETURN_TRUE;
   history_mode *mode = new_history_mode(key, parent_key);
   if (mode == nullptr) Py_RETURN_FALSE;

@@ -148,9 +148,9 @@ static void tell_of_failure(EditLine *editor) {
 static bool switch_to_raw_mode(EditLine *editor) {
   end_failed_line();
   const bool cooked = layer.has_terminal && !layer.terminal_is_raw;
-  const bool nothing_to_read = cooked && nothing_waits(editor);
   if (make_terminal_raw()) return true;
-  if (nothing_to_read) return false;
+  // Asked only now, since on a cooked terminal the kernel counts byte by byte.
+  if (cooked && nothing_waits(editor)) return false;
   tell_of_failure(editor);
   begin_failed_line();
   return true;

@@ -36,6 +36,10 @@ void decode_text(LineText *text, const char *bytes) {
   wchar_t *out = text->characters;
   mbstate_t shift = {};
   while (bytes < end) {
+    if (static_cast<signed char>(*bytes) >= 0) {
+      *out++ = *bytes++;
+      continue;
+    }
     const size_t used = mbrtowc(out, bytes, static_cast<size_t>(end - bytes), &shift);
     if (used <= MB_LEN_MAX) {
       bytes += used;
@@ -60,7 +64,9 @@ size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
   char *out = bytes;
   mbstate_t shift = {};
   for (size_t i = 0; i < length; ++i) {
-    if (static_cast<int>(characters[i]) < 0) {
+    // Negative, or an ASCII character, which is its own byte: the C library takes two hundred
+    // instructions to find that out.
+    if (static_cast<int>(characters[i]) < 0x80) {
       *out++ = static_cast<char>(characters[i]);
       continue;
     }

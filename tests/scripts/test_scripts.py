@@ -80,8 +80,9 @@ def some_missing(project):
     project.stand_in("sudo", '[[ $1 != -n ]] || shift; exec "$@"')
 
 
-def test_nothing_is_done_when_nothing_is_missing(project):
-    done = project.script("setup", "test", PYTHON=project.python)
+@pytest.mark.parametrize("profile", ["run", "test", "bench"])
+def test_nothing_is_done_when_nothing_is_missing(project, profile):
+    done = project.script("setup", profile, PYTHON=project.python)
     assert done.returncode == 0, done.stderr
     assert done.stdout == ""
     assert project.called("apt-get") == []

@@ -18,7 +18,8 @@ from harness import Raised, Returned, sanitizer_environment
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("TAVORIN_BUILD_DIR", ""))
-DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "bench/README.md"]
+DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "docs/benchmarks.md",
+             "docs/measurements.md", "bench/README.md"]
 
 
 def text_of(document):
@@ -137,6 +138,12 @@ def makes_a_debian(command, project):
     assert command in project.run(command + " --help")
 
 
+def tells_its_use(command, project):
+    """It installs other line editors and takes minutes; tests/bench tries what it does."""
+    script = command.split()[0]
+    assert script in project.run(script + " --help 2>&1")
+
+
 def makes_the_picture(command, project):
     """test_picture.py makes it and compares it; the script says so to that test."""
     assert "TAVORIN_MAKE_PICTURE" in (ROOT / "tests/terminal/test_picture.py").read_text()
@@ -177,6 +184,10 @@ COMMANDS = {
     "cmake --build --preset debug": builds_one_target,
     "ctest --test-dir build-debug": lists_the_tests,
     "scripts/soak": soaks,
+    "scripts/setup bench": tells_its_use,
+    "bench/run": tells_its_use,
+    "bench/run --quick": tells_its_use,
+    "bench/run --only typed --only completion": tells_its_use,
     "build/bench/bench_bulk_guard": is_a_benchmark,
     "build/bench/bench_history_lines": is_a_benchmark,
     "build/bench/bench_history_memory": is_a_benchmark,
