@@ -24,7 +24,10 @@ endif()
 
 # A minute of signals for each way of sending them; less where everything takes many times as long.
 # The other random tests and the soak choose what suits every test run of the delivered build.
-if(TAVORIN_SANITIZE)
+if(TAVORIN_COVERAGE)
+  list(APPEND terminal_environment "TAVORIN_COVERAGE=1")
+endif()
+if(TAVORIN_SANITIZE OR TAVORIN_COVERAGE)
   list(APPEND terminal_environment "TAVORIN_SIGNAL_SECONDS=15" "TAVORIN_COMPLETIONS=10000"
     "TAVORIN_KEYS_SECONDS=3" "TAVORIN_CALLS_SECONDS=5" "TAVORIN_STORM_SECONDS=0.5"
     "TAVORIN_SOAK_LINES=4000")
