@@ -39,6 +39,10 @@ readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
 readonly BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libreadline-dev
   python3 python3-prompt-toolkit strace valgrind libbenchmark-dev)
 
+# What reads, counts and watches the code needs besides.
+readonly TOOL_PACKAGES=("${TEST_PACKAGES[@]}" gcovr valgrind
+  clang-format clang-tidy cppcheck shellcheck)
+
 # The private Python 2.7: the folder of all that belongs to it, the tree that it
 # is unpacked into, and the release and packages of Debian that it is made of.
 readonly PRIVATE_FOLDER=$ROOT/.python2.7

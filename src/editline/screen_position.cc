@@ -33,7 +33,8 @@ static void draw_tab(ScreenPosition *at, int columns) {
 }
 
 static void draw_character(ScreenPosition *at, wchar_t character, int columns) {
-  const wint_t code = static_cast<wint_t>(character);
+  // Negative for a byte that is no character: neither cntrl nor print.
+  const auto code = static_cast<wint_t>(static_cast<int>(character));
   if (character == L'\n')
     start_row(at);
   else if (character == L'\t')
