@@ -41,6 +41,9 @@ static const struct {
     {"a tab at the margin", L"", x78 + L"\tb", 1, 1},
     {"a control character", L"", L"\001", 0, 2},
     {"a control character across the margin", L"", x79 + L"\001", 1, 1},
+    {"a character that is not shown", L"", L"\ue000\u0085", 0, 3},
+    {"one that is not assigned", L"", L"\U000e0fff", 0, 8},
+    {"a byte that is no character", L"", std::wstring(1, -1), 0, 7},
     {"what has no width in the prompt", L"\a\033[1m> ", L"ab", 0, 7},
 };
 
@@ -52,6 +55,13 @@ LAYER_TEST(ScreenPosition, IsWhereTheEditorDraws) {
     EXPECT_EQ(at.row, row.row);
     EXPECT_EQ(at.column, row.column);
   }
+}
+
+// A screen that is narrower than the character.
+LAYER_TEST(ScreenPosition, AWideCharacterInOneColumn) {
+  const ScreenPosition at = screen_position(L"", L"\u3042x", 2, 1);
+  EXPECT_EQ(at.row, 2);
+  EXPECT_EQ(at.column, 0);
 }
 
 LAYER_TEST(ScreenPosition, CountsOnlyTheCharactersAskedFor) {

@@ -161,6 +161,18 @@ LAYER_TEST(WalkingHistory, IsOverAtTheNextLine) {
   EXPECT_EQ(read_line({"new" down_key "\n"}), "new");
 }
 
+// Clearing history leaves the recalled line on the screen; there is none below it any more.
+LAYER_TEST(WalkingHistory, HistoryThatIsClearedMeanwhile) {
+  on_command_key([] { clear_history(); });
+  record({"older", "newer"});
+  EXPECT_EQ(read_line({up_key up_key command_key up_key "x\n"}), "olderx");
+  record({"older", "newer"});
+  EXPECT_EQ(read_line({"old" meta_p command_key meta_p "y\n"}), "oldery");
+  record({"older", "newer"});
+  EXPECT_EQ(read_line({up_key up_key command_key "\022zz\007z\n"}), "olderz");
+  EXPECT_EQ(read_line({"next\n"}), "next");
+}
+
 // Those are what vi users get.
 LAYER_TEST(WalkingHistory, LibeditsOwnCommandsGetPastItToo) {
   record({"older", "caf\351", "newer"});
@@ -190,6 +202,11 @@ LAYER_TEST(SearchingForTypedText, AChangedLineIsANewPattern) {
   EXPECT_EQ(read_line({"show" meta_p "\025"
                        "ex" meta_p "\n"}),
             "exit");
+}
+
+LAYER_TEST(SearchingForTypedText, AMovedCursorIsANewPattern) {
+  record({"sort", "show one", "shut", "show two"});
+  EXPECT_EQ(read_line({"show" meta_p "\001\006" meta_p "\n"}), "shut");
 }
 
 LAYER_TEST(SearchingForTypedText, IsForWhatIsBeforeTheCursor) {

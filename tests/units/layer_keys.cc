@@ -159,6 +159,7 @@ static const struct {
     {"bind ^R em-inc-search-prev", 0},
     {"bind ^W ed-delete-prev-word", 0},
     {"bind ^Z rl_tstp", 0},
+    {"settc li 20", 0},
     {"bind ^G no-such-command", 1},
     {"no-such-word", 1},
     {"", 1},
@@ -315,7 +316,20 @@ LAYER_TEST(RepeatCount, EndsAt9999) {
   EXPECT_EQ(read_line({"\0339999999999999999x\n"}), repeated("x", 9999));
 }
 
+LAYER_TEST(RepeatCount, IsTakenByKeysOfSeveralCharacters) {
+  EXPECT_EQ(read_line({"abcdef\0332\033[D|\n"}), "abcd|ef");
+  EXPECT_EQ(read_line({"abcdef\0333\033OD|\n"}), "abc|def");
+}
+
+// What looks like a key and is none is no reason to take the rest of the line for it.
+LAYER_TEST(RepeatCount, OfASequenceThatDoesNotEnd) {
+  EXPECT_EQ(read_line({"abc\0332\033[1111111111111\n", "d\n"}).has_value(), true);
+  EXPECT_EQ(read_line({"abc\0332\033[1\177\001|\n", "d\n"}).has_value(), true);
+  EXPECT_EQ(read_line({"x\n"}), "x");
+}
+
 LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
+  EXPECT_EQ(read_line({"abc\0333\033["}), std::nullopt);
   EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);
   EXPECT_EQ(read_line({"x\n"}), "x");
 }

@@ -317,6 +317,8 @@ static const struct {
     {"empty", "", ""},
     {"multi-byte", "schön €> ", "schön €> "},
     {"one sequence", "\001\033[1m\002shell> ", "\033[1mshell> "},
+    {"nothing but a sequence", "\001\033[1m\002", ""},
+    {"a character and a sequence", "#\001\033[1m\002", "\033[1m#"},
     {"around the text", "\001\033[1m\002shell\001\033[0m\002> ", "\033[1mshell\033[0m> "},
     {"at the end, which changes places with the blank", "shell> \001\033[0m\002", "shell>\033[0m "},
     {"adjoining", "\001\033[1m\002\001\033[4m\002shell\001\033[24m\002\001\033[0m\002> ",
@@ -336,6 +338,13 @@ LAYER_TEST(Prompt, IsShownAsItIs) {
     EXPECT_EQ(shown.find('\001'), std::string::npos);
     EXPECT_EQ(shown.find('\002'), std::string::npos);
   }
+}
+
+LAYER_TEST(Prompt, CanBeLeftOut) { EXPECT_EQ(shown_with(nullptr, "x\n").substr(0, 1), "x"); }
+
+LAYER_TEST(Prompt, SequencesInItsUpperRows) {
+  const std::string shown = shown_with("\001\033[1m\002one\001\033[0m\002\n> ", "x\n");
+  EXPECT_EQ(shown.find("\033[1mone\033[0m\r\n> "), 0u) << shown;
 }
 
 LAYER_TEST(Prompt, BytesThatTheCLocaleCannotDecodeAreShownAsQuestionMarks) {

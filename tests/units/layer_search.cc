@@ -102,6 +102,12 @@ LAYER_TEST(Search, TheHistoryKeysGoOnFromThere) {
   EXPECT_EQ(read_line({"draft" search_older "sec\016\016\n"}), "draft");
 }
 
+LAYER_TEST(Search, ComesBackFromHistoryToTheTypedLine) {
+  record({"show one", "exit"});
+  EXPECT_EQ(read_line({"my show\020\020" search_older "show" search_newer search_newer "\n"}),
+            "my show");
+}
+
 // --- Not finding ---------------------------------------------------------------------------------
 
 LAYER_TEST(Search, KeepsTheLineWhereItFindsNothing) {
@@ -127,6 +133,25 @@ LAYER_TEST(Search, BeginsAnewAtTheOldestLine) {
   record({"show one", "show two", "exit"});
   EXPECT_EQ(read_line({search_older "show" search_newer search_newer search_newer "\n"}),
             "show one");
+}
+
+// What it finds first then is the place that it is at.
+LAYER_TEST(Search, TurnedRoundAfterAFailureItGoesOnFromWhereItIs) {
+  record({"show one", "show two", "show three"});
+  const std::string to_the_end = search_older "show" search_older search_older search_older;
+  EXPECT_EQ(read_line({to_the_end + search_newer "\n"}), "show one");
+  EXPECT_EQ(read_line({to_the_end + search_newer search_newer "\n"}), "show two");
+}
+
+LAYER_TEST(Search, WithNoPatternYetTheKeyOnceMoreFindsNothing) {
+  record({"show one"});
+  EXPECT_EQ(read_line({"draft" search_older search_older escape, "|\n"}), "draft|");
+}
+
+LAYER_TEST(Search, WhatItFoundNowhereIsNotGoneOnWithByTheNextWord) {
+  record({"show one"});
+  EXPECT_EQ(read_line({"show" search_older "zz" next_word, note_what_is_written(), "\n"}), "show");
+  expect_written("bck?z");
 }
 
 // --- Its keys ------------------------------------------------------------------------------------
@@ -217,6 +242,27 @@ LAYER_TEST(Search, TheEndOfInputEndsTheRead) {
   EXPECT_EQ(read_line({"abc\n"}), "abc");
 }
 
+LAYER_TEST(Search, TheApplicationCanBindTheOneForNewerLines) {
+  record({"show one", "show two", "exit"});
+  EXPECT_EQ(rl_parse_and_bind("bind ^T rl_inc_search_next"), 0);
+  EXPECT_EQ(read_line({"\020\020\020\024two\n"}), "show two");
+}
+
+// Ends the search as one key, on a terminal whose arrows begin with Escape and O too.
+static void expect_arrow_ends_search(const char *arrow) {
+  SCOPED_TRACE(arrow);
+  pty_start_typing(&terminal, {{"> ", search_older "sec"}, {"bck:", std::string(arrow) + "\n"}});
+  EXPECT_EQ(read_next_line(), "first");
+  EXPECT_TRUE(pty_finish_typing());
+}
+
+LAYER_TEST(Search, AnArrowKeyEndsItWhicheverWayItIsSent) {
+  record({"first", "second"});
+  rl_getc_function = nullptr;
+  expect_arrow_ends_search("\033[A");
+  expect_arrow_ends_search("\033OA");
+}
+
 // --- Its bounds ----------------------------------------------------------------------------------
 
 // libedit's own search writes such a pattern beyond the end of its buffer.
@@ -234,7 +280,26 @@ LAYER_TEST(Search, AThousandKeys) {
             "show two");
 }
 
+// Not a key more changes it, nor what has been found.
+LAYER_TEST(Search, AThousandStepsAreItsLast) {
+  record({"show two", "other"});
+  EXPECT_EQ(read_line({search_older "show", repeated(search_older, 2000), next_word, "x\n"}),
+            "show two");
+}
+
+LAYER_TEST(Search, AWordThatIsTooLongForThePattern) {
+  const std::string word = repeated("w", 300);
+  record({("a " + word).c_str(), ("a" + repeated(" ", 300) + "b").c_str()});
+  EXPECT_EQ(read_line({search_older "a" next_word next_word escape, "|\n"}),
+            "|a" + repeated(" ", 300) + "b");
+  EXPECT_EQ(read_line({search_older "a w" next_word next_word escape, "|\n"}), "|a " + word);
+}
+
 LAYER_TEST(Search, IsForCharactersOfSeveralBytes) {
   record({"caf\303\251 au lait", "cafe noir"});
   EXPECT_EQ(read_line({search_older "lait" escape, "|\n"}), "caf\303\251 au |lait");
+  rl_getc_function = nullptr;
+  pty_start_typing(&terminal, {{"> ", search_older "f\303\251"}, {"bck:", escape}, {"au", "|\n"}});
+  EXPECT_EQ(read_next_line(), "ca|f\303\251 au lait");
+  EXPECT_TRUE(pty_finish_typing());
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "editline/readline_layer.h"
 #include "editline/signals.h"
 #include "editline/wait_set.h"
 #include "layer_harness.h"
@@ -295,4 +296,39 @@ LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   EXPECT_EQ(handled[SIGUSR1], 0);
   rl_release_signals();
+}
+
+// --- Without means -------------------------------------------------------------------------------
+
+static void use_up_descriptors() {
+  constexpr rlim_t few = 64;
+  struct rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = few;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  while (dup(terminal.slave) >= 0) continue;
+}
+
+LAYER_TEST(NoDescriptors, ASignalStillEndsTheWait) {
+  static WaitSet set;
+  set_handler(SIGUSR1, count_signal);
+  const Pipe empty = make_pipe();
+  const Pipe full = make_full_pipe();
+  use_up_descriptors();
+  ASSERT_TRUE(rl_hold_signals());
+  EXPECT_EQ(wait_for(&set, {full.in}), 1);
+  raise(SIGUSR1);
+  EXPECT_EQ(handled[SIGUSR1], 0);
+  EXPECT_EQ(wait_for(&set, {empty.in}), -1);
+  EXPECT_EQ(handled[SIGUSR1], 1);
+  rl_release_signals();
+}
+
+LAYER_TEST(NoDescriptors, ALineIsReadAllTheSame) {
+  ASSERT_EQ(rl_initialize(), 0);
+  rl_getc_function = nullptr;
+  pty_start_typing(&terminal, {{"> ", "ab\002c\n"}});
+  use_up_descriptors();
+  EXPECT_EQ(read_next_line(), "acb");
+  EXPECT_TRUE(pty_finish_typing());
 }
