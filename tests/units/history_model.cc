@@ -62,7 +62,7 @@ void HistoryModel::clear() {
 ModelAnswer HistoryModel::enter(const std::string &text) {
   if (!lines.empty() && lines.back().text == text) return {0, {}, {}};
   lines.push_back({++last_number, text, current_mode});
-  const ModelAnswer answer = report(1, static_cast<int>(lines.size()) - 1);
+  ModelAnswer answer = report(1, static_cast<int>(lines.size()) - 1);
   trim();
   return answer;
 }
@@ -77,7 +77,7 @@ ModelAnswer HistoryModel::add(const std::string &text) {
 ModelAnswer HistoryModel::del(int number) {
   if (set(number).result == -1) return {-1, {}, {}};
   const int index = index_of(number);
-  const ModelAnswer answer = report(0, index);
+  ModelAnswer answer = report(0, index);
   remove_at(index);
   return answer;
 }

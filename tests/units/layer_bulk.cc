@@ -44,7 +44,7 @@ static std::string newly_shown() {
   static size_t before = 0;
   fflush(terminal.out);
   pty_collect(&terminal);
-  const std::string shown = terminal.shown.substr(before);
+  std::string shown = terminal.shown.substr(before);
   before = terminal.shown.size();
   return shown;
 }

@@ -63,10 +63,11 @@ static void set_signals_to_default() {
   exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-// A test that hangs ends all the same.
+// A test that hangs ends all the same, but for one under valgrind 3.19, which has no pidfd_open.
 static void end_after_a_while(pid_t child) {
   constexpr int patience_ms = 100000;
   struct pollfd ended = {static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
+  if (ended.fd < 0) return;
   if (poll(&ended, 1, patience_ms) == 0) kill(child, SIGKILL);
   close(ended.fd);
 }
