@@ -80,7 +80,7 @@ def some_missing(project):
     project.stand_in("sudo", '[[ $1 != -n ]] || shift; exec "$@"')
 
 
-@pytest.mark.parametrize("profile", ["run", "test", "bench"])
+@pytest.mark.parametrize("profile", ["run", "test", "bench", "tools"])
 def test_nothing_is_done_when_nothing_is_missing(project, profile):
     done = project.script("setup", profile, PYTHON=project.python)
     assert done.returncode == 0, done.stderr
@@ -399,3 +399,81 @@ def test_a_selection_may_leave_builds_without_tests_but_not_all(project):
 
 def test_an_unknown_option_is_refused(project):
     assert project.script("test", "--quick", PYTHON=project.python).returncode == 2
+
+
+# ---------------------------------------------------------------------------
+# Reading, counting and watching the code
+
+
+@pytest.mark.parametrize("script", ["coverage", "memcheck", "lint"])
+def test_the_tools_tell_their_use_and_refuse_anything_else(project, script):
+    told = project.script(script, "--help")
+    assert told.returncode == 0
+    assert "usage: scripts/" + script in told.stdout
+    for arguments in ["--all"], [""], ["--quick", "all"]:
+        refused = project.script(script, *arguments, PYTHON=project.python)
+        assert refused.returncode == 2
+        assert "usage" in refused.stderr
+
+
+@pytest.mark.parametrize("script", ["coverage", "memcheck"])
+def test_a_failed_build_is_watched_by_nobody(project, script):
+    python = buildable(project)
+    project.stand_in("cmake", "echo it is broken; exit 1")
+    for name in "ctest", "valgrind", "gcovr":
+        project.stand_in(name, "true")
+    done = project.script(script, PYTHON=python)
+    assert done.returncode == 1
+    assert "it is broken" in done.stderr
+    assert [project.called(name) for name in ("ctest", "valgrind", "gcovr")] == [[], [], []]
+
+
+def test_coverage_is_told_though_a_test_fails(project):
+    python = runner_says(project, FAILED, 8)
+    (project.folder / "build-coverage").mkdir()
+    (project.folder / "build-coverage/old.gcda").write_text("")
+    project.stand_in("gcovr", "echo the table")
+    done = project.script("coverage", "--quick", PYTHON=python)
+    assert done.returncode == 1
+    assert "the table" in done.stdout
+    assert not (project.folder / "build-coverage/old.gcda").exists()
+    call, = project.called("ctest")
+    assert "^unit$" in call and "terminal" not in call
+    (project.bin / "said").write_text(PASSED)
+    project.stand_in("ctest", "exit 0")
+    assert project.script("coverage", PYTHON=python).returncode == 0
+
+
+@pytest.mark.parametrize("said, valgrind_status, status, verdict", [
+    ("[  PASSED  ] 9 tests.", 0, 0, "0 errors by memcheck; the tests passed"),
+    ("==7== Invalid read of size 4", 99, 1, "1 errors by memcheck; the tests failed"),
+    ("==7== Invalid read of size 4", 0, 1, "1 errors by memcheck; the tests passed"),
+    ("[  FAILED  ] 1 test.", 1, 1, "0 errors by memcheck; the tests failed"),
+])
+def test_what_memcheck_finds(project, said, valgrind_status, status, verdict):
+    python = buildable(project)
+    (project.folder / "build-debug").mkdir()
+    project.stand_in("valgrind", 'echo "%s"; exit %d' % (said, valgrind_status))
+    done = project.script("memcheck", PYTHON=python)
+    assert done.returncode == status, done.stderr
+    assert done.stdout.splitlines()[-5:] == [
+        "%s: %s" % (name, verdict)
+        for name in ("history_tests", "keymaps_tests", "vesker_tests", "layer_tests", "fuzz_replay")]
+    assert len(project.called("valgrind")) == 5
+
+
+@pytest.mark.parametrize("finds", [None, "clang-format", "cppcheck", "shellcheck", "clang-tidy"])
+def test_lint_runs_all_tools_and_fails_if_one_finds_something(project, finds):
+    python = buildable(project)
+    for folder in "src", "platform", "tests", "bench", ".ci":
+        (project.folder / folder).mkdir()
+        (project.folder / folder / "run").write_text("#!/usr/bin/env bash\n")
+    (project.folder / "src/some.cc").write_text("")
+    tools = ["clang-format", "cppcheck", "shellcheck", "clang-tidy"]
+    for tool in tools:
+        project.stand_in(tool, "exit %d" % (tool == finds))
+    done = project.script("lint", PYTHON=python)
+    assert done.returncode == (finds is not None), done.stderr
+    assert done.stdout.splitlines() == [
+        "%s found %s." % (tool, "something" if tool == finds else "nothing") for tool in tools]
+    assert all(len(project.called(tool)) == 1 for tool in tools)

@@ -19,7 +19,7 @@ from harness import Raised, Returned, sanitizer_environment
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("TAVORIN_BUILD_DIR", ""))
 DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "docs/benchmarks.md",
-             "docs/measurements.md", "bench/README.md"]
+             "docs/measurements.md", "docs/robustness.md", "bench/README.md"]
 
 
 def text_of(document):
@@ -155,6 +155,13 @@ def soaks(command, project):
     assert "lines" in project.run(command + " --lines 300 --minutes 0")
 
 
+def is_a_tool(command, project):
+    """It installs checkers and takes minutes; tests/scripts tries what it does with stand-ins."""
+    script, *arguments = command.split()
+    usage = project.run(script + " --help")
+    assert script in usage and all(argument in usage for argument in arguments)
+
+
 def is_a_benchmark(command, project):
     """Run where Google Benchmark is installed and the build of this test has made them."""
     name = command.split("/bench_")[1]
@@ -184,6 +191,10 @@ COMMANDS = {
     "cmake --build --preset debug": builds_one_target,
     "ctest --test-dir build-debug": lists_the_tests,
     "scripts/soak": soaks,
+    "scripts/coverage": is_a_tool,
+    "scripts/coverage --quick": is_a_tool,
+    "scripts/memcheck": is_a_tool,
+    "scripts/lint": is_a_tool,
     "scripts/setup bench": tells_its_use,
     "bench/run": tells_its_use,
     "bench/run --quick": tells_its_use,
