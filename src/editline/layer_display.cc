@@ -177,31 +177,31 @@ static bool fit_to(const wchar_t *line, int length) {
   return was_too_low;
 }
 
-// Whether a row but the last has changed and ends as it did. The line is one of plain characters.
-static bool row_ends_alike(const wchar_t *line, int length) {
-  const int columns = fitting.columns;
-  const wchar_t *drawn = fitting.drawn.characters;
+// The first place in which the line differs from what was drawn.
+static int first_change(const wchar_t *line, int length) {
   const int shorter = std::min(length, static_cast<int>(fitting.drawn.length));
-  int start = 0;
-  for (int end = columns - fitting.prompt_end.column; end < shorter; end += columns) {
-    const size_t row = static_cast<size_t>(end - start);
-    if (line[end - 1] != L' ' && line[end - 1] == drawn[end - 1] &&
-        wmemcmp(line + start, drawn + start, row) != 0)
-      return true;
-    start = end;
-  }
+  return static_cast<int>(std::mismatch(line, line + shorter, fitting.drawn.characters).first -
+                          line);
+}
+
+// Whether a row from that of the first change on, but not the last, is full.
+static bool full_row_changed(const wchar_t *line, int length, int first) {
+  const int columns = fitting.columns;
+  const int row = (fitting.prompt_end.column + first) / columns;
+  int end = (row + 1) * columns - fitting.prompt_end.column;
+  for (; end < length; end += columns)
+    if (line[end - 1] != L' ') return true;
   return false;
 }
 
-// libedit 3.1-20221030 inserts a character in a row, goes over its right margin to mend the row's
-// end, and then erases the rest of the row below, where it does not know of it. It does so when the
-// end of the row is as it was, by chance. Returns whether that may have happened.
+// libedit 3.1-20221030 inserts within a row, goes over its right margin to mend the row's end, and
+// then erases the rest of the row below, where it does not know of it. Returns whether that may
+// have happened: a full row that is not the last was changed.
 static bool row_may_be_lost(const wchar_t *line, int length) {
-  const size_t drawn = fitting.drawn.length;
-  if (drawn == 0) return false;
-  if (static_cast<size_t>(length) == drawn && wmemcmp(line, fitting.drawn.characters, drawn) == 0)
-    return false;
-  return !is_plain(line, length) || row_ends_alike(line, length);
+  const int drawn = static_cast<int>(fitting.drawn.length);
+  const int first = first_change(line, length);
+  if (drawn == 0 || (first == length && length == drawn)) return false;
+  return !is_plain(line, length) || full_row_changed(line, length, first);
 }
 
 // Returns whether the line is to be drawn anew.
@@ -233,7 +233,7 @@ bool fit_screen_to_line() {
   if (!layer.terminal_is_raw || !editing_is_on()) return false;
   const bool too_low = !fits && fit_to(line->buffer, length);
   if (!fitting.several_rows) {
-    fitting.drawn.length = 0;
+    set_text(&fitting.drawn, line->buffer, 0);
     return too_low || astray;
   }
   return look_at_rows(line, length) || too_low || astray;
