@@ -139,7 +139,7 @@ def makes_a_debian(command, project):
 
 
 def tells_its_use(command, project):
-    """It installs other line editors and takes minutes; tests/bench tries what it does."""
+    """It takes minutes and more to build.  tests/bench and the test of the fuzzer try what it does."""
     script = command.split()[0]
     assert script in project.run(script + " --help 2>&1")
 
@@ -184,6 +184,7 @@ COMMANDS = {
     "cmake --build --preset debug": builds_one_target,
     "ctest --test-dir build-debug": lists_the_tests,
     "scripts/soak": soaks,
+    "scripts/fuzz": tells_its_use,
     "scripts/setup bench": tells_its_use,
     "bench/run": tells_its_use,
     "bench/run --quick": tells_its_use,
