@@ -30,7 +30,7 @@ readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
 # What the tests need besides: the second compiler, the libraries of the C++
 # tests, what drives and reads a terminal, the terminal descriptions, and what
 # finds the dependencies of a Debian package.
-readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libgtest-dev libgmock-dev
+readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
   python3 python3-pytest python3-pyte
   ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 

@@ -103,12 +103,22 @@ static bool equals_newest(const char *line) {
   return hist_ctx.event_count > 0 && strcmp(entry_of(hist_ctx.list.next)->str, line) == 0;
 }
 
+// A new line comes in one piece with its entry, which takes half the time of two. One that has
+// grown since is on its own.
+static char *place_of_new_line(hist_entry *entry) { return reinterpret_cast<char *>(entry + 1); }
+
+static void free_line(hist_entry *entry) {
+  if (entry->str != place_of_new_line(entry)) free(entry->str);
+}
+
 int hist_enter(void *, HistEvent *event, const char *line) {
   if (equals_newest(line)) return 0;
-  hist_entry *entry = static_cast<hist_entry *>(malloc(sizeof *entry));
+  const size_t size = strlen(line) + 1;
+  hist_entry *entry = static_cast<hist_entry *>(malloc(sizeof *entry + size));
   entry->mode = hist_ctx.current_mode;
   entry->num = ++hist_ctx.last_event;
-  entry->str = strdup(line);
+  entry->str = place_of_new_line(entry);
+  memcpy(entry->str, line, size);
   link_as_newest(entry);
   ++hist_ctx.event_count;
   report(event, entry);
@@ -125,7 +135,7 @@ int hist_add(void *, HistEvent *event, const char *text) {
   char *grown = static_cast<char *>(malloc(length + added + 1));
   memcpy(grown, entry->str, length);
   memcpy(grown + length, text, added + 1);
-  free(entry->str);
+  free_line(entry);
   entry->str = grown;
   report(event, entry);
   return 0;
@@ -144,7 +154,7 @@ void hist_delete(hist_entry *entry) {
   if (hist_ctx.cursor == entry) hist_ctx.cursor = is_head(entry->prev) ? entry->next : entry->prev;
   entry->prev->next = entry->next;
   entry->next->prev = entry->prev;
-  free(entry->str);
+  free_line(entry);
   free(entry);
   --hist_ctx.event_count;
 }

@@ -20,7 +20,7 @@ struct hist_entry : hist_link {
   history_mode *mode;  // current when the line was recorded, or null; borrowed
   // From here on laid out as the editor's HistEvent.
   int32_t num;  // event number, growing by one per recorded line
-  char *str;    // the line, owned
+  char *str;    // the line, owned: by the entry, behind it or elsewhere
 };
 
 // The one store. Its first four fields belong to the history modes.

@@ -22,23 +22,63 @@ static struct {
   int rows;
 } beside;
 
+// What is known of the line and its screen, so that most keys need no look.
+static struct {
+  // The line fits as it should up to the one length, as long as it gets no shorter than the other.
+  int longest;
+  int latest;
+  // The editor's screen, and where the prompt ends on it; not known while the width is 0.
+  int rows;
+  int columns;
+  bool can_clear;
+  ScreenPosition prompt_end;
+  // Where the line fills several rows, its text at the latest look.
+  bool several_rows;
+  LineText drawn;
+} fitting;
+
+// No character of a line takes more columns. On a narrow screen one can fill several rows.
+static constexpr int widest_character = 8;
+
+static bool screen_is_narrow() { return fitting.columns < widest_character; }
+
+static bool is_plain(const wchar_t *line, int length) {
+  unsigned others = 0;
+  for (int i = 0; i < length; ++i) others |= line[i] < L' ' || line[i] > L'~' ? 1U : 0U;
+  return others == 0;
+}
+
+static ScreenPosition position_behind(const wchar_t *line, int length) {
+  if (!is_plain(line, length))
+    return screen_position(layer.prompt, line, static_cast<size_t>(length), fitting.columns);
+  const int column = fitting.prompt_end.column + length;
+  return {fitting.prompt_end.row + column / fitting.columns, column % fitting.columns};
+}
+
+static void learn_screen() {
+  if (fitting.columns != 0) return;
+  el_get(layer.editor, EL_GETTC, "li", &fitting.rows);
+  el_get(layer.editor, EL_GETTC, "co", &fitting.columns);
+  char *clear = nullptr;
+  el_get(layer.editor, EL_GETTC, "cd", &clear);
+  fitting.can_clear = clear != nullptr && *clear != '\0';
+  fitting.prompt_end = screen_position(layer.prompt, nullptr, 0, fitting.columns);
+}
+
 // The row of the line, counted from that of the prompt, in which the cursor is when it stands
 // behind `end`: on the next character, which may not fit into the row.
 static int row_of_line(const wchar_t *end) {
-  int columns = 0;
-  rl_get_screen_size(nullptr, &columns);
+  learn_screen();
   const LineInfoW *line = el_wline(layer.editor);
-  ScreenPosition at =
-      screen_position(layer.prompt, line->buffer, static_cast<size_t>(end - line->buffer), columns);
-  if (end < line->lastchar && at.column + wcwidth(*end) > columns) ++at.row;
+  ScreenPosition at = position_behind(line->buffer, static_cast<int>(end - line->buffer));
+  if (end < line->lastchar && at.column + wcwidth(*end) > fitting.columns) ++at.row;
   return at.row;
 }
 
 // The same on the screen. What does not fit there is scrolled away at the top.
 static int row_of(const wchar_t *end) {
-  int rows = 0;
-  rl_get_screen_size(&rows, nullptr);
   const int row = row_of_line(end);
+  const int rows = layer.true_rows != 0 ? layer.true_rows : fitting.rows;
   return row < rows ? row : rows - 1;
 }
 
@@ -58,12 +98,6 @@ static bool nothing_was_written() {
   return beside.rows > 0 && !output_was_written();
 }
 
-static bool can_clear() {
-  char *clear = nullptr;
-  el_get(layer.editor, EL_GETTC, "cd", &clear);
-  return clear != nullptr && *clear != '\0';
-}
-
 static void move_up(int rows) {
   for (int i = 0; i < rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
 }
@@ -74,7 +108,8 @@ void rl_forced_update_display() {
   if (!layer.has_terminal || !editing_is_on()) return;
   if (nothing_was_written()) move_up(beside.rows);
   beside = {};
-  if (can_clear()) {
+  learn_screen();
+  if (fitting.can_clear) {
     fputc('\r', rl_outstream);
     el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
   } else {
@@ -105,25 +140,6 @@ void rl_end_output() {
 
 // --- Lines of several rows -----------------------------------------------------------------------
 
-// What is known of the line and its screen, so that most keys need no look.
-static struct {
-  // The line fits as it should up to the one length, as long as it gets no shorter than the other.
-  int longest;
-  int latest;
-  // The editor's screen, and where the prompt ends on it; not known while the width is 0.
-  int rows;
-  int columns;
-  ScreenPosition prompt_end;
-  // Where the line fills several rows, its text at the latest look.
-  bool several_rows;
-  LineText drawn;
-} fitting;
-
-// No character of a line takes more columns. On a narrow screen one can fill several rows.
-static constexpr int widest_character = 8;
-
-static bool screen_is_narrow() { return fitting.columns < widest_character; }
-
 static void set_editors_rows(int rows) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", rows);
@@ -143,29 +159,9 @@ static bool make_screen_high_enough(int last_row) {
   return true;
 }
 
-static bool is_plain(const wchar_t *line, int length) {
-  unsigned others = 0;
-  for (int i = 0; i < length; ++i) others |= line[i] < L' ' || line[i] > L'~' ? 1U : 0U;
-  return others == 0;
-}
-
-static ScreenPosition end_of_line(const wchar_t *line, int length) {
-  if (!is_plain(line, length))
-    return screen_position(layer.prompt, line, static_cast<size_t>(length), fitting.columns);
-  const int column = fitting.prompt_end.column + length;
-  return {fitting.prompt_end.row + column / fitting.columns, column % fitting.columns};
-}
-
-static void learn_screen() {
-  if (fitting.columns != 0) return;
-  el_get(layer.editor, EL_GETTC, "li", &fitting.rows);
-  el_get(layer.editor, EL_GETTC, "co", &fitting.columns);
-  fitting.prompt_end = screen_position(layer.prompt, nullptr, 0, fitting.columns);
-}
-
 static bool fit_to(const wchar_t *line, int length) {
   learn_screen();
-  const ScreenPosition end = end_of_line(line, length);
+  const ScreenPosition end = position_behind(line, length);
   fitting.several_rows = end.row > 0;
   const bool was_too_low = make_screen_high_enough(end.row);
   const int columns_left = fitting.columns - end.column;
@@ -177,31 +173,49 @@ static bool fit_to(const wchar_t *line, int length) {
   return was_too_low;
 }
 
-// Whether a row but the last has changed and ends as it did. The line is one of plain characters.
-static bool row_ends_alike(const wchar_t *line, int length) {
-  const int columns = fitting.columns;
+// How a line differs from what was drawn: the first place, and how much longer it is.
+struct Change {
+  int first;
+  int growth;
+  // Nothing but the insertion, or the deletion, of one character.
+  bool insertion;
+  bool deletion;
+};
+
+static Change change_of_line(const wchar_t *line, int length) {
   const wchar_t *drawn = fitting.drawn.characters;
-  const int shorter = std::min(length, static_cast<int>(fitting.drawn.length));
-  int start = 0;
-  for (int end = columns - fitting.prompt_end.column; end < shorter; end += columns) {
-    const size_t row = static_cast<size_t>(end - start);
-    if (line[end - 1] != L' ' && line[end - 1] == drawn[end - 1] &&
-        wmemcmp(line + start, drawn + start, row) != 0)
-      return true;
-    start = end;
+  const int drawn_length = static_cast<int>(fitting.drawn.length);
+  const int shorter = std::min(length, drawn_length);
+  const int first = static_cast<int>(std::mismatch(line, line + shorter, drawn).first - line);
+  const int growth = length - drawn_length;
+  const size_t rest = static_cast<size_t>(shorter - first);
+  const bool same_rest = wmemcmp(line + length - rest, drawn + drawn_length - rest, rest) == 0;
+  return {first, growth, same_rest && growth == 1, same_rest && growth == -1};
+}
+
+// Whether a row from that of the change on, but not the last, is full. After an insertion, which
+// moves each row on by one character, the row must also end as it did.
+static bool full_row_changed(const wchar_t *line, int length, const Change *change) {
+  const int columns = fitting.columns;
+  const int row = (fitting.prompt_end.column + change->first) / columns;
+  const int drawn = static_cast<int>(fitting.drawn.length);
+  int end = (row + 1) * columns - fitting.prompt_end.column;
+  for (; end < length; end += columns) {
+    const bool alike = end <= drawn && line[end - 1] == fitting.drawn.characters[end - 1];
+    if (line[end - 1] != L' ' && (alike || !change->insertion)) return true;
   }
   return false;
 }
 
-// libedit 3.1-20221030 inserts a character in a row, goes over its right margin to mend the row's
-// end, and then erases the rest of the row below, where it does not know of it. It does so when the
-// end of the row is as it was, by chance. Returns whether that may have happened.
+// libedit 3.1-20221030 inserts within a row, goes over its right margin to mend the row's end, and
+// then erases the rest of the row below, where it does not know of it. It finds that cheaper where
+// characters come twice: at the ends of a row before and after, or anywhere in what comes in the
+// place of something else. Returns whether that may have happened.
 static bool row_may_be_lost(const wchar_t *line, int length) {
-  const size_t drawn = fitting.drawn.length;
-  if (drawn == 0) return false;
-  if (static_cast<size_t>(length) == drawn && wmemcmp(line, fitting.drawn.characters, drawn) == 0)
-    return false;
-  return !is_plain(line, length) || row_ends_alike(line, length);
+  if (fitting.drawn.length == 0) return false;
+  const Change change = change_of_line(line, length);
+  if ((change.first == length && change.growth == 0) || change.deletion) return false;
+  return !is_plain(line, length) || full_row_changed(line, length, &change);
 }
 
 // Returns whether the line is to be drawn anew.
@@ -233,7 +247,7 @@ bool fit_screen_to_line() {
   if (!layer.terminal_is_raw || !editing_is_on()) return false;
   const bool too_low = !fits && fit_to(line->buffer, length);
   if (!fitting.several_rows) {
-    fitting.drawn.length = 0;
+    set_text(&fitting.drawn, line->buffer, 0);
     return too_low || astray;
   }
   return look_at_rows(line, length) || too_low || astray;

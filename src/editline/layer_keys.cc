@@ -8,6 +8,7 @@
 #include <cstring>
 #include <cwchar>
 #include <iterator>
+#include <utility>
 
 #include "history_search.h"
 #include "history_walk.h"
@@ -106,6 +107,19 @@ static unsigned char added_command(EditLine *, wint_t key) {
   return finish_command(CC_NORM);
 }
 
+// libedit 3.1-20221030 moves the cursor when there are no two characters to exchange, and does not
+// show it.
+static unsigned char transpose_command(EditLine *, wint_t) {
+  static LineText line;
+  size_t cursor;
+  take_edited_line(&line, &cursor);
+  if (cursor < line.length) ++cursor;
+  if (cursor < 2) return CC_ERROR;
+  std::swap(line.characters[cursor - 2], line.characters[cursor - 1]);
+  set_edited_line(&line, cursor);
+  return CC_REFRESH;
+}
+
 // --- The keys of every line ----------------------------------------------------------------------
 
 // Keys that every line has beyond the editor's emacs set.
@@ -115,6 +129,7 @@ static const struct {
 } default_bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
+    {"^T", "rl_transpose_chars"},
     // Home and End as the terminals of the last decades send them.
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
@@ -154,6 +169,7 @@ void add_commands(EditLine *editor) {
   el_wset(editor, EL_ADDFN, L"rl_complete", L"Complete through the application's hook",
           complete_command);
   el_wset(editor, EL_ADDFN, L"rl_tstp", L"Send the suspend signal", suspend_command);
+  el_wset(editor, EL_ADDFN, L"rl_transpose_chars", L"Exchange two characters", transpose_command);
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
   for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);

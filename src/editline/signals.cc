@@ -287,7 +287,9 @@ static bool reading_returns_at_once(int descriptor) {
   return poll(&entry, 1, 0) == 1;
 }
 
-bool rl_read_was_too_late(int descriptor) { return !reading_returns_at_once(descriptor); }
+bool rl_read_was_too_late(int descriptor) {
+  return layer.terminal_is_raw && !reading_returns_at_once(descriptor);
+}
 
 // For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
 // read and takes the others out. Returns how many are left.

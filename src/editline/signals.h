@@ -37,7 +37,8 @@ void rl_admit_signals(const sigset_t *set);
 int rl_wait(int count, WaitSet *readable);
 
 // For a read of nothing after rl_wait: the terminal has dropped what was there, as it does at a
-// Ctrl-C, and there is more to wait for. False at the end of the input.
+// Ctrl-C, and there is more to wait for. False at the end of the input, which a terminal that edits
+// lines itself tells in the same way.
 bool rl_read_was_too_late(int descriptor);
 
 // Brackets a callback that runs while the editor is at rest, on the reading thread, and may take

@@ -35,6 +35,7 @@ import pyte
 
 from keys import key_bytes
 from processes import describe_end, session_members, start_in_session, waits_in_select
+from screen import Screen
 from tty_settings import apply_settings, is_raw, read_settings, set_window_size
 
 # How long a wait may last.  Nothing is measured by it: it only ends a test that would never end.
@@ -185,7 +186,7 @@ class Shell:
             apply_settings(self._slave, read_settings(self._slave).changed(settings))
         self.original_settings = read_settings(self._slave)
         # A terminal of unknown size is shown on an ordinary screen.
-        self.screen = pyte.Screen(columns or 80, rows or 24)
+        self.screen = Screen(columns or 80, rows or 24)
         self._stream = pyte.ByteStream(self.screen)
         self._readers[self._master] = self._take_output
 

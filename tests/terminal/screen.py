@@ -1,4 +1,21 @@
-"""Where a prompt and a line that is being edited stand on a screen."""
+"""The screen of a terminal, and where a prompt and a line that is being edited stand on it."""
+
+import pyte
+
+
+class Screen(pyte.Screen):
+    """What pyte (0.8) shows, without what it keeps beyond the right margin."""
+
+    def insert_characters(self, count=None):
+        """A character that is pushed out is gone; pyte has it come back later."""
+        super().insert_characters(count)
+        self.buffer[self.cursor.y].pop(self.columns, None)
+
+    def erase_in_line(self, how=0, private=False):
+        """Behind a full row the cursor is still on its last character, which goes with the rest."""
+        if how == 0 and self.cursor.x == self.columns:
+            self.buffer[self.cursor.y].pop(self.columns - 1, None)
+        super().erase_in_line(how, private)
 
 
 class Wrapped:

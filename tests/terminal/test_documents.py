@@ -41,7 +41,7 @@ def commands(document):
 # --- Commands
 
 # In backticks, too, but no commands.
-FILES = {"build/Tavorin.so"}
+FILES = {"build/Tavorin.so", "build/bench/measurements.md"}
 
 
 class Project:
@@ -139,7 +139,7 @@ def makes_a_debian(command, project):
 
 
 def tells_its_use(command, project):
-    """It installs other line editors and takes minutes; tests/bench tries what it does."""
+    """It takes minutes and more to build.  tests/bench and the test of the fuzzer try what it does."""
     script = command.split()[0]
     assert script in project.run(script + " --help 2>&1")
 
@@ -195,6 +195,7 @@ COMMANDS = {
     "scripts/coverage --quick": is_a_tool,
     "scripts/memcheck": is_a_tool,
     "scripts/lint": is_a_tool,
+    "scripts/fuzz": tells_its_use,
     "scripts/setup bench": tells_its_use,
     "bench/run": tells_its_use,
     "bench/run --quick": tells_its_use,

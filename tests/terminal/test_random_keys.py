@@ -312,11 +312,10 @@ class Model:
             self.kill(self.cursor, self.word_after())
 
     def transpose(self):
-        if len(self.text) < 2:
+        behind = min(self.cursor + 1, len(self.text))
+        if behind < 2:
             return
-        self.cursor = min(self.cursor + 1, len(self.text))
-        if self.cursor < 2:
-            return
+        self.cursor = behind
         before = self.text[self.cursor - 2:self.cursor]
         self.text = self.text[:self.cursor - 2] + before[::-1] + self.text[self.cursor:]
 

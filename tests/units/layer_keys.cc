@@ -333,3 +333,19 @@ LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
   EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);
   EXPECT_EQ(read_line({"x\n"}), "x");
 }
+
+// --- Exchanging characters -----------------------------------------------------------------------
+
+LAYER_TEST(Transpose, ExchangesTheTwoAroundTheCursor) {
+  EXPECT_EQ(read_line({"abcd\002\024|\n"}), "abdc|");
+  EXPECT_EQ(read_line({"abcd\024|\n"}), "abdc|");
+  EXPECT_EQ(read_line({"abcd\001\006\024|\n"}), "ba|cd");
+}
+
+// libedit's own command moves the cursor unseen.
+LAYER_TEST(Transpose, WithoutTwoCharactersDoesNothing) {
+  EXPECT_EQ(read_line({"abcd\001\024|\n"}), "|abcd");
+  EXPECT_EQ(read_line({"\024|\n"}), "|");
+  EXPECT_EQ(read_line({"a\024|\n"}), "a|");
+  EXPECT_EQ(read_line({"a\001\024|\n"}), "|a");
+}
