@@ -68,7 +68,33 @@ static void arm_in_bulk() {
   newly_shown();
 }
 
+// --- Enter ---------------------------------------------------------------------------------------
+
+LAYER_TEST(BulkEnter, CarriageReturnIsCheckedToo) {
+  arm();
+  EXPECT_EQ(read_with_waiting("edited", 2000, "\r"), "edited");
+  EXPECT_FALSE(editing_is_on());
+}
+
+// The line goes on, and is edited.
+LAYER_TEST(BulkEnter, TakenIntoTheLineItEndsNothing) {
+  arm();
+  EXPECT_EQ(read_line({"a\026", "\n", "b\001c", "\r"}), "ca\nb");
+  EXPECT_TRUE(editing_is_on());
+}
+
 // --- Setters and getters -------------------------------------------------------------------------
+
+LAYER_TEST(BulkGuard, OnlyTheReaderIsAFunctionToSet) {
+  arm();
+  el_rfunc_t reader = nullptr;
+  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &reader), 0);
+  const el_rfunc_t before = reader;
+  EXPECT_EQ(lineedit::el_set(layer.editor, EL_SIGNAL, reader), -1);
+  EXPECT_EQ(lineedit::el_get(layer.editor, EL_SIGNAL, &reader), -1);
+  EXPECT_EQ(reader, before);
+  EXPECT_EQ(read_line({"line\n"}), "line");
+}
 
 LAYER_TEST(BulkGuard, TheOperationIs25) { EXPECT_EQ(EL_TTY_OVERFLOW_FIX, 25); }
 

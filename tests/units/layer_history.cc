@@ -179,6 +179,9 @@ LAYER_TEST(WalkingHistory, LibeditsOwnCommandsGetPastItToo) {
   EXPECT_EQ(rl_parse_and_bind("bind -v"), 0);
   EXPECT_EQ(read_line({"\033kkk\n"}), "older");
   EXPECT_EQ(read_line({"\033kk\n"}), "caf?");
+  EXPECT_EQ(read_line({"\033kkkkkj\n"}), "caf?");
+  EXPECT_EQ(read_line({"\033kkG\n"}).has_value(), true);
+  EXPECT_EQ(read_line({"\033/caf\n", "\n"}).has_value(), true);
 }
 
 // --- Lines with the text before the cursor -------------------------------------------------------

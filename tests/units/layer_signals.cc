@@ -847,3 +847,15 @@ LAYER_TEST(OtherThread, EverythingElseGoesFromTheMainThreadToTheReader) {
     read_on_another_thread(signo);
   }
 }
+
+// --- Between two lines ---------------------------------------------------------------------------
+
+LAYER_TEST(BetweenLines, LendingAndTakingBackChangeNothing) {
+  EXPECT_EQ(read_line({"first\n"}), "first");
+  const SignalState before = signal_state();
+  rl_lend_signals();
+  rl_take_back_signals();
+  retake_signal_handlers();
+  EXPECT_EQ(difference(before, signal_state()), "");
+  EXPECT_EQ(read_line({"second\n"}), "second");
+}

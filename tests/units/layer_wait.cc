@@ -332,3 +332,19 @@ LAYER_TEST(NoDescriptors, ALineIsReadAllTheSame) {
   EXPECT_EQ(read_next_line(), "acb");
   EXPECT_TRUE(pty_finish_typing());
 }
+
+// There the numbers that the layer keeps are none.
+LAYER_TEST(NoDescriptors, AForkedChildReadsALineOnceThereAreSome) {
+  ASSERT_EQ(rl_initialize(), 0);
+  use_up_descriptors();
+  EXPECT_EQ(read_line({"first\n"}), "first");
+  const pid_t child = fork();
+  if (child == 0) {
+    close_range(60, ~0U, 0);
+    EXPECT_EQ(read_line({"second\n"}), "second");
+    exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
