@@ -248,19 +248,20 @@ LAYER_TEST(Search, TheApplicationCanBindTheOneForNewerLines) {
   EXPECT_EQ(read_line({"\020\020\020\024two\n"}), "show two");
 }
 
-// Ends the search as one key, on a terminal whose arrows begin with Escape and O too.
-static void expect_arrow_ends_search(const char *arrow) {
-  SCOPED_TRACE(arrow);
-  pty_start_typing(&terminal, {{"> ", search_older "sec"}, {"bck:", std::string(arrow) + "\n"}});
-  EXPECT_EQ(read_next_line(), "first");
+// Ends the search as one key, on a terminal whose arrows begin with Escape and O too. Each prompt
+// is another one, so that nothing is typed before it is there.
+static void expect_arrow_ends_search(const char *prompt, const char *arrow) {
+  SCOPED_TRACE(prompt);
+  pty_start_typing(&terminal, {{prompt, search_older "sec"}, {"bck:", std::string(arrow) + "\n"}});
+  EXPECT_EQ(read_next_line(prompt), "first");
   EXPECT_TRUE(pty_finish_typing());
 }
 
 LAYER_TEST(Search, AnArrowKeyEndsItWhicheverWayItIsSent) {
   record({"first", "second"});
   rl_getc_function = nullptr;
-  expect_arrow_ends_search("\033[A");
-  expect_arrow_ends_search("\033OA");
+  expect_arrow_ends_search("bracket> ", "\033[A");
+  expect_arrow_ends_search("letter> ", "\033OA");
 }
 
 // --- Its bounds ----------------------------------------------------------------------------------
