@@ -55,7 +55,8 @@ static std::atomic<unsigned long> progress;
 }
 
 [[noreturn]] static void *watch_progress(void *) {
-  constexpr int patience_s = 20;
+  const char *patience = getenv("TAVORIN_FUZZ_PATIENCE");
+  const unsigned patience_s = patience != nullptr ? static_cast<unsigned>(atoi(patience)) : 20;
   for (unsigned long before = progress;; before = progress) {
     sleep(patience_s);
     if (progress == before) fail("The editor hangs.");
