@@ -59,6 +59,12 @@ static SearchState *now() { return &search.states[search.count - 1]; }
 
 void forget_search() { search.on = false; }
 
+void forget_searches() {
+  clear_text(&search.origin);
+  clear_text(&search.line);
+  search = {};
+}
+
 // --- The line and the pattern --------------------------------------------------------------------
 
 static void read_line_searched(LineText *line) {
@@ -169,6 +175,12 @@ static unsigned char abort_search() {
   return CC_REFRESH_BEEP;
 }
 
+void take_search_off_screen() {
+  if (!search.on || search.line.length == 0) return;
+  end_search();
+  redraw_in_place();
+}
+
 // --- The keys of a search ------------------------------------------------------------------------
 
 // Returns false where there is no room for one more.
@@ -262,12 +274,13 @@ static bool more_has_been_typed() {
   return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// An Escape ends the search, and one that begins the sequence of another key ends it with that key.
+// An Escape ends the search. One that comes with a character that can follow it begins another key,
+// which ends the search as any other does.
 static unsigned char end_search_at_escape(EditLine *editor) {
   capture_keys(false);
   wchar_t next;
   if (more_has_been_typed() && el_wgetc(editor, &next) == 1) {
-    if (next == L'[' || next == L'O') put_back_key(L'\033');
+    if (next > L' ' && next < L'\177') put_back_key(L'\033');
     put_back_key(next);
   }
   return end_search();
@@ -291,6 +304,7 @@ static bool is_part_of_pattern(wchar_t key) {
 }
 
 static unsigned char search_key_command(EditLine *editor, wint_t) {
+  if (!search.on) return CC_ERROR;
   const wchar_t key = captured_key();
   switch (key) {
     case L'\022':  // ^R

@@ -15,6 +15,7 @@
 #include "key_reader.h"
 #include "layer_state.h"
 #include "readline_layer.h"
+#include "screen_fit.h"
 
 namespace lineedit {
 
@@ -40,6 +41,13 @@ void end_text_search() { walk.matched = false; }
 void forget_place_in_history() {
   walk.back = 0;
   end_text_search();
+}
+
+void forget_typed_text() {
+  clear_text(&walk.typed);
+  clear_text(&walk.pattern);
+  free(walk.pattern_bytes);
+  walk = {};
 }
 
 int lines_back() { return walk.back; }
@@ -101,6 +109,7 @@ static void empty_edited_line() {
 }
 
 void set_edited_line(const LineText *line, size_t cursor) {
+  line_was_replaced();
   if (line->length == 0) {
     empty_edited_line();
     return;

@@ -19,6 +19,8 @@ void add_history_commands(EditLine *editor);
 
 // At the start of a line, which is never in history.
 void forget_place_in_history();
+// For another user: nothing of what was typed is kept.
+void forget_typed_text();
 
 // --- For commands --------------------------------------------------------------------------------
 

@@ -14,6 +14,7 @@
 #include "layer_state.h"
 #include "line_text.h"
 #include "readline_layer.h"
+#include "screen_fit.h"
 #include "signals.h"
 
 namespace lineedit {
@@ -87,19 +88,28 @@ static int read_new_key(EditLine *editor, wchar_t *key) {
 
 // --- The room in the line ------------------------------------------------------------------------
 
+// Whether the line ends in a row that a command of libedit's has put there, which reads keys itself
+// and may hold on to the buffer.
+static bool ends_in_row_of_command(const LineText *line) {
+  static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
+  const wchar_t *row = wcsrchr(line->characters, L'\n');
+  if (row == nullptr) return false;
+  for (const wchar_t *beginning : beginnings)
+    if (wcsncmp(row + 1, beginning, wcslen(beginning)) == 0) return true;
+  return false;
+}
+
 // libedit 3.1-20221030 deletes by moving what is behind, as many characters as the line has,
 // including those that were deleted: it reads beyond the buffer when that is more than half full.
-// So it never is. What a command that reads keys itself has appended, always in a row of its own,
-// is none of ours: the command may hold on to the buffer.
+// So it never is.
 static void make_room_in_line(const LineInfoW *line) {
-  const size_t length = static_cast<size_t>(line->lastchar - line->buffer);
-  if (!layer.terminal_is_raw || !editing_is_on() || wmemchr(line->buffer, L'\n', length) != nullptr)
-    return;
+  if (!layer.terminal_is_raw || !editing_is_on()) return;
   static LineText kept;
   static LineText longer;
-  set_text(&kept, line->buffer, length);
-  set_text(&longer, line->buffer, length);
-  for (int i = 0; i < 3; ++i) append_text(&longer, kept.characters, length);
+  set_text(&kept, line->buffer, static_cast<size_t>(line->lastchar - line->buffer));
+  if (ends_in_row_of_command(&kept)) return;
+  longer.length = 0;
+  for (int i = 0; i < 4; ++i) append_text(&longer, kept.characters, kept.length);
   el_wreplacestr(layer.editor, longer.characters);
   el_wreplacestr(layer.editor, kept.characters);
   layer.line_room = longer.length;

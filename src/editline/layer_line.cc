@@ -10,6 +10,7 @@
 #include "layer_state.h"
 #include "line_text.h"
 #include "readline_layer.h"
+#include "screen_fit.h"
 #include "signals.h"
 
 namespace lineedit {
@@ -88,6 +89,7 @@ int rl_delete_text(int start, int end) {
   if (!initialise_layer()) return 0;
   start = clamp_to_line(start);
   end = clamp_to_line(end);
+  line_was_replaced();
   move_cursor_to(end);
   el_deletestr(layer.editor, end - start);
   publish_line();
@@ -99,6 +101,7 @@ int rl_insert_text(const char *text) {
   if (!initialise_layer()) return 0;
   const LineInfoW *line = el_wline(layer.editor);
   if (rl_point >= 0 && rl_point <= line->lastchar - line->buffer) move_cursor_to(rl_point);
+  line_was_replaced();
   static LineText decoded;
   decode_text(&decoded, text);
   if (el_winsertstr(layer.editor, decoded.characters) != 0) return 0;

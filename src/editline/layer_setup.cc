@@ -11,10 +11,12 @@
 #include <cwchar>
 
 #include "bulk_guard.h"
+#include "history_search.h"
 #include "history_walk.h"
 #include "key_reader.h"
 #include "layer_state.h"
 #include "readline_layer.h"
+#include "screen_fit.h"
 #include "terminal_settings.h"
 
 namespace lineedit {
@@ -149,6 +151,8 @@ static void end_editor() {
     el_end(layer.editor);
   }
   if (layer.history != nullptr) history_end(layer.history);
+  forget_typed_text();
+  forget_searches();
   layer.editor = nullptr;
   layer.history = nullptr;
   bulk_guard_forget();

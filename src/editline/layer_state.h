@@ -60,11 +60,6 @@ const char *show_upper_rows(const char *prompt);
 // Draws the line anew in its own place.
 void redraw_in_place();
 
-// Sees to it that the editor draws a line of several rows as it should. Returns whether the line is
-// to be drawn anew for that. The other is for a new line, a new screen and a new editor.
-bool fit_screen_to_line();
-void forget_screen();
-
 // Adds the layer's own commands to the editor and binds the keys that every line has.
 void add_commands(EditLine *editor);
 

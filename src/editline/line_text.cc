@@ -29,6 +29,12 @@ void set_text(LineText *text, const wchar_t *characters, size_t length) {
   append_text(text, characters, length);
 }
 
+void clear_text(LineText *text) {
+  if (text->room > 0) explicit_bzero(text->characters, text->room * sizeof(wchar_t));
+  free(text->characters);
+  *text = {};
+}
+
 void decode_text(LineText *text, const char *bytes) {
   const size_t size = strlen(bytes);
   make_room(text, size);

@@ -5,7 +5,7 @@
 
 namespace lineedit {
 
-// Grows only, and is never freed: each has the place of a module-wide record. Zeroed it is empty;
+// Grows only: each has the place of a module-wide record. Zeroed it is empty;
 // after the first call below `characters` ends with a NUL.
 struct LineText {
   wchar_t *characters;
@@ -19,6 +19,8 @@ void append_text(LineText *text, const wchar_t *characters, size_t length);
 // character becomes a negative one, as the character reader hands such bytes on: encode_line makes
 // the byte of it again.
 void decode_text(LineText *text, const char *bytes);
+// Frees it; what it held is nowhere any more.
+void clear_text(LineText *text);
 bool same_text(const LineText *one, const LineText *other);
 
 // Writes `length` characters as bytes in the current locale, and a NUL, to `bytes`, which must have

@@ -32,7 +32,7 @@ static void draw_tab(ScreenPosition *at, int columns) {
   while (at->column % tab_stop != 0);
 }
 
-static void draw_character(ScreenPosition *at, wchar_t character, int columns) {
+void advance_position(ScreenPosition *at, wchar_t character, int columns) {
   // Negative for a byte that is no character: neither cntrl nor print.
   const auto code = static_cast<wint_t>(static_cast<int>(character));
   if (character == L'\n')
@@ -62,7 +62,7 @@ ScreenPosition screen_position(const wchar_t *prompt, const wchar_t *line, size_
                                int columns) {
   ScreenPosition at = {0, 0};
   draw_prompt(&at, prompt, columns);
-  for (size_t i = 0; i < length; ++i) draw_character(&at, line[i], columns);
+  for (size_t i = 0; i < length; ++i) advance_position(&at, line[i], columns);
   return at;
 }
 

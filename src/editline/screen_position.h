@@ -16,4 +16,7 @@ struct ScreenPosition {
 ScreenPosition screen_position(const wchar_t *prompt, const wchar_t *line, size_t length,
                                int columns);
 
+// Where the editor draws what follows `character`, which it draws at `at`.
+void advance_position(ScreenPosition *at, wchar_t character, int columns);
+
 }  // namespace lineedit

@@ -9,9 +9,11 @@
 
 #include <cerrno>
 
+#include "history_search.h"
 #include "kept_descriptor.h"
 #include "layer_state.h"
 #include "readline_layer.h"
+#include "screen_fit.h"
 
 namespace lineedit {
 
@@ -267,6 +269,7 @@ static void act_on(int which) {
   if (mark == passed_on) {
     retake_handler(which);
   } else {
+    take_search_off_screen();
     make_terminal_cooked();
     let_found_disposition_act(which);
   }

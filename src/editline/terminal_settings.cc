@@ -39,6 +39,13 @@ static void read_without_waiting(EditLine *editor) {
   el_set(editor, EL_SETTY, "-d", "min=^@", "-min", nullptr);
 }
 
+void make_reads_wait(int descriptor, bool wait) {
+  struct termios settings;
+  if (tcgetattr(descriptor, &settings) != 0 || (settings.c_lflag & (ICANON | ECHO)) != 0) return;
+  settings.c_cc[VMIN] = wait ? 1 : 0;
+  tcsetattr(descriptor, TCSANOW, &settings);
+}
+
 void leave_terminal_flags_alone(EditLine *editor) {
   read_without_waiting(editor);
   for (const char *flag : normal_mode_flags) el_set(editor, EL_SETTY, "-x", flag, nullptr);

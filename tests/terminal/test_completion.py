@@ -299,3 +299,21 @@ class TestKeyBindingsSwitched:
             shell.do("Tavorin.keyBindingsEnabledIs(%s)" % enabled)
             assert complete(shell, "'-'", "a<tab><enter>") == Returned(line)
             assert shell.do("Tavorin.keyBindingsEnabled()") is enabled
+
+
+@pytest.mark.parametrize("read", ["os.read(0, 1)", "sys.stdin.read(1)"])
+def test_the_callable_can_ask_for_a_key(shell, read):
+    """As for the next page of a long list."""
+    shell.do("import os")
+    shell.do("def completer(key, line, position):\n"
+             "    sys.stdout.write('--More--')\n"
+             "    sys.stdout.flush()\n"
+             "    return %s" % read)
+    shell.begin_line("ab", "Tavorin.readline('> ', completer)")
+    shell.type("<tab>")
+    shell.wait_for_screen("--More--")
+    shell.type("q")
+    shell.wait_for_screen("> abq")
+    shell.type("c<enter>")
+    assert shell.outcome() == Returned("abqc")
+    shell.assert_settings_as_before()

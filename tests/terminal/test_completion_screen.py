@@ -188,3 +188,18 @@ def test_terminals_of_every_ability_complete(terminal, term):
     shell.type(line + "<left><tab>w<enter>")
     assert shell.outcome() == Returned(line + "xyzw")
     shell.assert_settings_as_before()
+
+
+def test_going_through_recalled_lines_of_several_rows(terminal):
+    """Each is a character longer than the one before."""
+    shell = terminal(columns=COLUMNS, rows=16)
+    lines = [some_line(length) for length in range(40, 70)]
+    for line in reversed(lines):
+        shell.do("Tavorin.addHistory(%r, 'exec', '')" % line)
+    shell.ask("Tavorin.readline('> ', None, 'exec')")
+    shell.wait_for_prompt()
+    for line in lines:
+        shell.type("<up>")
+        Wrapped("> " + line, COLUMNS).wait(shell)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned(lines[-1])

@@ -105,3 +105,28 @@ def test_the_screen_is_as_high_as_before_afterwards(shell):
     wait_for_view(shell, line, 400)
     shell.type("<enter>")
     assert shell.outcome() == Returned(line)
+
+
+def test_the_end_is_in_view_again_after_the_beginning(shell):
+    line = some_line(170)
+    shell.type(line + "<ctrl-a>")
+    shell.type("<ctrl-e>!")
+    wait_for_view(shell, line + "!", 171)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned(line + "!")
+
+
+@pytest.mark.parametrize("typed, recorded", [
+    ("'a' * 388", "chr(233) * 388"),
+    ("'a' * 128", "'x\\n' * 26 + 'y' * 78"),
+    ("'a' * 20", "'\\n' * 40"),
+], ids=["wider characters", "line ends", "nothing but line ends"])
+def test_a_recalled_line_of_the_same_length_is_higher(terminal, typed, recorded):
+    shell = terminal()
+    shell.do("recorded = " + recorded)
+    shell.do("Tavorin.addHistory('- ' + recorded, 'exec', '')")
+    shell.ask("Tavorin.readline('> ', None, 'exec') == '- ' + recorded + 'b' * 300")
+    shell.wait_for_prompt()
+    shell.type(eval(typed) + "<up><ctrl-a><ctrl-e>" + "b" * 300 + "<enter>")
+    assert shell.outcome() == Returned(True)
+    shell.read_line()
