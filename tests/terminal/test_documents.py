@@ -41,7 +41,8 @@ def commands(document):
 # --- Commands
 
 # In backticks, too, but no commands.
-FILES = {"build/Tavorin.so", "build/bench/measurements.md"}
+FILES = {"build/Tavorin.so", "build/bench/measurements.md", "scripts/cppcheck.suppressions",
+         "scripts/memcheck.suppressions"}
 
 
 class Project:
@@ -195,6 +196,7 @@ COMMANDS = {
     "scripts/coverage --quick": is_a_tool,
     "scripts/memcheck": is_a_tool,
     "scripts/lint": is_a_tool,
+    "scripts/lint --quick": is_a_tool,
     "scripts/fuzz": tells_its_use,
     "scripts/setup bench": tells_its_use,
     "bench/run": tells_its_use,
