@@ -39,6 +39,14 @@ static void read_without_waiting(EditLine *editor) {
   el_set(editor, EL_SETTY, "-d", "min=^@", "-min", nullptr);
 }
 
+bool is_key_of_terminal(int descriptor, unsigned char key) {
+  struct termios settings;
+  if (tcgetattr(descriptor, &settings) != 0) return false;
+  for (const int which : {VERASE, VKILL, VWERASE, VREPRINT, VLNEXT, VEOF})
+    if (settings.c_cc[which] == key) return true;
+  return false;
+}
+
 void make_reads_wait(int descriptor, bool wait) {
   struct termios settings;
   if (tcgetattr(descriptor, &settings) != 0 || (settings.c_lflag & (ICANON | ECHO)) != 0) return;
