@@ -1,6 +1,8 @@
 // Keeping the terminal's settings as they were found, around an editor that would normalise them.
 #include "terminal_settings.h"
 
+#include <initializer_list>
+
 namespace lineedit {
 
 // The flags that the editor sets or clears in its normal mode. A bare name in its "setty" command
