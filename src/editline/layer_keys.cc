@@ -129,7 +129,6 @@ static const struct {
 } default_bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
-    {"^T", "rl_transpose_chars"},
     // Home and End as the terminals of the last decades send them.
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
@@ -172,6 +171,8 @@ void add_commands(EditLine *editor) {
   el_wset(editor, EL_ADDFN, L"rl_transpose_chars", L"Exchange two characters", transpose_command);
   for (const auto &binding : default_bindings)
     el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
+  if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
+    el_set(editor, EL_BIND, "^T", "rl_transpose_chars", nullptr);
   for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);
   add_history_commands(editor);
   add_search_commands(editor);

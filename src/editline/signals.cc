@@ -291,7 +291,9 @@ static bool reading_returns_at_once(int descriptor) {
 }
 
 bool rl_read_was_too_late(int descriptor) {
-  return layer.terminal_is_raw && !reading_returns_at_once(descriptor);
+  struct pollfd entry = {descriptor, POLLIN, 0};
+  return layer.terminal_is_raw && poll(&entry, 1, 0) >= 0 &&
+         (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
 // For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be

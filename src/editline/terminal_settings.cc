@@ -1,6 +1,8 @@
 // Keeping the terminal's settings as they were found, around an editor that would normalise them.
 #include "terminal_settings.h"
 
+#include <initializer_list>
+
 namespace lineedit {
 
 // The flags that the editor sets or clears in its normal mode. A bare name in its "setty" command
@@ -37,6 +39,14 @@ bool terminal_echoes(const TerminalSettings *found) {
 // libedit is told in two ways, one for terminals that have characters of their own.
 static void read_without_waiting(EditLine *editor) {
   el_set(editor, EL_SETTY, "-d", "min=^@", "-min", nullptr);
+}
+
+bool is_key_of_terminal(int descriptor, unsigned char key) {
+  struct termios settings;
+  if (tcgetattr(descriptor, &settings) != 0) return false;
+  for (const int which : {VERASE, VKILL, VWERASE, VREPRINT, VLNEXT, VEOF})
+    if (settings.c_cc[which] == key) return true;
+  return false;
 }
 
 void make_reads_wait(int descriptor, bool wait) {

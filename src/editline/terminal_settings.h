@@ -32,6 +32,10 @@ bool terminal_echoes(const TerminalSettings *found);
 // all, a line speed of 0 included.
 void leave_terminal_flags_alone(EditLine *editor);
 
+// Whether the terminal's user has chosen this key for editing, as with "stty erase". libedit binds
+// such a key accordingly.
+bool is_key_of_terminal(int descriptor, unsigned char key);
+
 // The editor's raw terminal has a read return at once where there is nothing. This changes that
 // for whoever else reads from it meanwhile, or back; a terminal that is not raw is left alone.
 void make_reads_wait(int descriptor, bool wait);

@@ -18,8 +18,8 @@ from harness import Raised, Returned, sanitizer_environment
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("TAVORIN_BUILD_DIR", ""))
-DOCUMENTS = ["README.md", "docs/using.md", "docs/design.md", "docs/benchmarks.md",
-             "docs/measurements.md", "docs/robustness.md", "bench/README.md"]
+DOCUMENTS = ["README.md", "docs/robustness.md", "docs/using.md", "docs/design.md", "docs/benchmarks.md",
+             "docs/measurements.md", "bench/README.md"]
 
 
 def text_of(document):
