@@ -274,13 +274,13 @@ static bool more_has_been_typed() {
   return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// An Escape ends the search. One that comes with a character that can follow it begins another key,
-// which ends the search as any other does.
+// An Escape ends the search, and what follows it is text. But for an arrow key or its like, which
+// ends the search as any other key does.
 static unsigned char end_search_at_escape(EditLine *editor) {
   capture_keys(false);
   wchar_t next;
   if (more_has_been_typed() && el_wgetc(editor, &next) == 1) {
-    if (next > L' ' && next < L'\177') put_back_key(L'\033');
+    if (next == L'[' || next == L'O') put_back_key(L'\033');
     put_back_key(next);
   }
   return end_search();

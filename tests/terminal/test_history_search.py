@@ -56,7 +56,7 @@ def test_an_interrupt_leaves_nothing_of_it_on_the_screen(shell, key, message):
 
 
 @pytest.mark.parametrize("keys, line", [
-    ("<left>|", "show| one"), ("<right>|", "show o|ne"), ("<meta-b>|", "|show one"),
+    ("<left>|", "show| one"), ("<right>|", "show o|ne"), ("<esc>b|", "show b|one"),
     ("<home>|", "|show one"), ("<up>", "show one"), ("<down>", "show two"),
 ])
 def test_another_key_ends_it_and_does_what_it_does(shell, keys, line):
