@@ -158,11 +158,15 @@ static unsigned char begin_search(bool older) {
   return CC_REFRESH;
 }
 
-// The editor's line is the line found.
-static unsigned char end_search() {
+static void leave_search() {
   if (now()->length > 0) wcscpy(search.latest, search.pattern);
   search.on = false;
   capture_keys(false);
+}
+
+// The editor's line is the line found.
+static unsigned char end_search() {
+  leave_search();
   set_edited_line(&search.line, now()->cursor);
   return CC_REFRESH;
 }
@@ -176,8 +180,9 @@ static unsigned char abort_search() {
 }
 
 void take_search_off_screen() {
-  if (!search.on || search.line.length == 0) return;
-  end_search();
+  if (!search.on) return;
+  leave_search();
+  set_line_in_wait(&search.line, now()->cursor);
   redraw_in_place();
 }
 
@@ -304,8 +309,8 @@ static bool is_part_of_pattern(wchar_t key) {
 }
 
 static unsigned char search_key_command(EditLine *editor, wint_t) {
-  if (!search.on) return CC_ERROR;
   const wchar_t key = captured_key();
+  if (!search.on) return CC_ERROR;
   switch (key) {
     case L'\022':  // ^R
       return search_on(true);

@@ -100,24 +100,32 @@ void take_edited_line(LineText *line, size_t *cursor) {
   *cursor = static_cast<size_t>(edited->cursor - edited->buffer);
 }
 
-// No call of libedit's empties a line without putting what was there in the place of the text that
-// Ctrl-Y brings back. So a last blank goes as if the user had deleted it.
-static void empty_edited_line() {
-  el_wreplacestr(layer.editor, L" ");
-  el_cursor(layer.editor, 1);
-  el_wpush(layer.editor, L"\377d");
-}
-
-void set_edited_line(const LineText *line, size_t cursor) {
+static void replace_line(const wchar_t *characters, size_t cursor) {
   line_was_replaced();
-  if (line->length == 0) {
-    empty_edited_line();
-    return;
-  }
-  el_wreplacestr(layer.editor, line->characters);
+  el_wreplacestr(layer.editor, characters);
   const LineInfoW *edited = el_wline(layer.editor);
   el_cursor(layer.editor,
             static_cast<int>(cursor) - static_cast<int>(edited->cursor - edited->buffer));
+}
+
+// No call of libedit's empties a line without putting what was there in the place of the text that
+// Ctrl-Y brings back. So a last blank goes as if the user had deleted it.
+void set_edited_line(const LineText *line, size_t cursor) {
+  if (line->length > 0) {
+    replace_line(line->characters, cursor);
+  } else {
+    replace_line(L" ", 1);
+    el_wpush(layer.editor, L"\377d");
+  }
+}
+
+void set_line_in_wait(const LineText *line, size_t cursor) {
+  if (line->length > 0) {
+    replace_line(line->characters, cursor);
+  } else {
+    replace_line(L" ", 1);
+    el_deletestr(layer.editor, 1);
+  }
 }
 
 static void show_line_at_place() {

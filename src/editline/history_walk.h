@@ -44,5 +44,7 @@ void read_line_at_place(LineText *line);
 // The editor's line and the position of the cursor in it.
 void take_edited_line(LineText *line, size_t *cursor);
 void set_edited_line(const LineText *line, size_t cursor);
+// The same for code that runs in the wait for a key. What Ctrl-Y brings back may be lost.
+void set_line_in_wait(const LineText *line, size_t cursor);
 
 }  // namespace lineedit

@@ -141,8 +141,10 @@ static int read_captured(EditLine *editor, wchar_t *key) {
     return 1;
   }
   const int got = next_key(editor, &keys.captured);
-  keys.capturing = keys.capturing_due = got == 1;
-  *key = L'\377';
+  if (got != 1) keys.capturing = false;
+  // What happened in the wait may have ended it.
+  keys.capturing_due = keys.capturing;
+  *key = keys.capturing ? L'\377' : keys.captured;
   return got;
 }
 

@@ -118,6 +118,12 @@ static void stop_and_go_on() {
   let_signals_act();
 }
 
+// With a handler that returns, the line goes on.
+static void send_signal() {
+  pthread_kill(pthread_self(), SIGQUIT);
+  let_signals_act();
+}
+
 static void show_message() {
   rl_begin_output();
   const int kind = next_byte();
@@ -147,8 +153,8 @@ static void set_width() {
   rl_forced_update_display();
 }
 
-static void (*const actions[])() = {change_window, stop_and_go_on,   show_message,
-                                    record_line,   record_long_line, set_width};
+static void (*const actions[])() = {change_window,    stop_and_go_on, show_message, record_line,
+                                    record_long_line, set_width,      send_signal};
 
 static int next_key(FILE *) {
   while (input.at < input.end) {
@@ -158,7 +164,8 @@ static int next_key(FILE *) {
     if (byte != 0xff) return static_cast<signed char>(byte);
     actions[static_cast<size_t>(next_byte()) % std::size(actions)]();
   }
-  return input.enters++ < 10 ? '\n' : -1;
+  if (input.enters++ == 10) fail("Enter does not end the line.");
+  return '\n';
 }
 
 // --- Completion ----------------------------------------------------------------------------------
@@ -216,6 +223,9 @@ static void set_up() {
   start_thread(watch_progress);
   setenv("TERM", "xterm", 1);
   setenv("HOME", "/nonexistent", 1);
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGQUIT, &action, nullptr);
   rl_instream = fdopen(terminal.slave, "r");
   rl_outstream = fdopen(dup(terminal.slave), "w");
   rl_getc_function = next_key;

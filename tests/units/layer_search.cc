@@ -236,6 +236,18 @@ LAYER_TEST(Search, WhatWasKilledCanStillBeYanked) {
   EXPECT_EQ(read_line({"abc\025" search_older "zz" give_up "\031\n"}), "abc");
 }
 
+LAYER_TEST(Search, ASignalWhoseHandlerReturnsEndsIt) {
+  record({"show one"});
+  set_handler(SIGQUIT, count_signal);
+  const auto signal = [] {
+    raise(SIGQUIT);
+    wait_for_signal();
+  };
+  EXPECT_EQ(read_line({search_older "one", signal, "|\n"}), "show |one");
+  EXPECT_EQ(read_line({search_older, signal, "ab\n"}), "ab");
+  EXPECT_EQ(handled[SIGQUIT], 2);
+}
+
 LAYER_TEST(Search, TheEndOfInputEndsTheRead) {
   record({"show one"});
   EXPECT_EQ(read_line({search_older "sho"}), std::nullopt);
