@@ -104,8 +104,8 @@ static bool make_screen_high_enough() {
 // its own cursor in another one.
 static bool cursor_is_out_of_view(const LineInfoW *line) {
   const bool was = latest.out_of_view;
-  latest.out_of_view =
-      layer.true_rows != 0 && row_of_line(line->cursor) <= latest.end.row - layer.true_rows;
+  latest.out_of_view = layer.true_rows != 0 && line->cursor != line->lastchar &&
+                       row_of_line(line->cursor) <= latest.end.row - layer.true_rows;
   return was || latest.out_of_view;
 }
 
