@@ -1,6 +1,6 @@
 // A paste of one megabyte in 80-byte lines, with the bulk-input guard armed and without: what it
 // costs the process that reads it. Each line is compared with what was pasted.
-#include "editline/bulk_guard.h"
+#include "editline/input/bulk_guard.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -14,8 +14,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "editline/layer_state.h"
-#include "editline/readline_layer.h"
+#include "editline/base/editor.h"
+#include "editline/readline.h"
 
 static constexpr int line_count = 13107;
 static constexpr int line_length = 79;  // and the Enter

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "editline/readline_layer.h"
+#include "editline/readline.h"
 #include "store_under_test.h"
 
 using Clock = std::chrono::steady_clock;

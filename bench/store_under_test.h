@@ -1,8 +1,8 @@
 // The history store as the benchmarks need it: filled to a size, and made new.
 #pragma once
 
-#include "Cli/history_modes.h"
-#include "Cli/history_store.h"
+#include "Cli/history/history_modes.h"
+#include "Cli/history/history_store.h"
 
 // Frees lines and modes and makes the store as it is at import.
 void make_store_new();

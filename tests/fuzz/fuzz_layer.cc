@@ -20,8 +20,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "editline/readline_layer.h"
-#include "editline/signals.h"
+#include "editline/input/signals.h"
+#include "editline/readline.h"
 
 using namespace lineedit;
 

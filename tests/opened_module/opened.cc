@@ -2,9 +2,9 @@
 // linked with it into a module of the same name, for a test to call through ctypes.
 #include <cstring>
 
-#include "Cli/completion.h"
-#include "Cli/history_store.h"
-#include "editline/readline_layer.h"
+#include "Cli/history/history_store.h"
+#include "Cli/keys/completion.h"
+#include "editline/readline.h"
 
 #define OPENED extern "C" __attribute__((visibility("default")))
 

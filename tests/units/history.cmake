@@ -2,26 +2,26 @@
 # call the editor run over a stand-in for it.
 set(units ${CMAKE_CURRENT_LIST_DIR})
 set(rooms ${CMAKE_SOURCE_DIR}/src/Cli)
-set(store ${rooms}/history_modes.cc ${rooms}/history_store.cc ${rooms}/invariant.cc)
+set(store ${rooms}/history/history_modes.cc ${rooms}/history/history_store.cc ${rooms}/base/invariant.cc)
 
 tavorin_unit_test(history_tests
   SOURCES
-    ${units}/history_editor.cc
+    ${units}/history_store_editor_test.cc
     ${units}/history_model.cc
-    ${units}/history_modes.cc
-    ${units}/history_random.cc
-    ${units}/history_store.cc
-    ${units}/history_visibility.cc
+    ${units}/history_modes_test.cc
+    ${units}/history_store_random_test.cc
+    ${units}/history_store_test.cc
+    ${units}/history_store_visibility_test.cc
     ${store}
   LIBRARIES ${EDIT_LIBRARY})
 
 tavorin_unit_test(keymaps_tests
   SOURCES
-    ${units}/keymaps_bindings.cc
+    ${units}/key_bindings_test.cc
     ${units}/keymaps_editor.cc
-    ${units}/keymaps_limit.cc
-    ${rooms}/history_limit.cc
-    ${rooms}/key_bindings.cc
+    ${units}/history_limit_test.cc
+    ${rooms}/keys/history_limit.cc
+    ${rooms}/keys/key_bindings.cc
     ${store})
 
 foreach(name history_tests keymaps_tests)

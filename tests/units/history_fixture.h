@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Cli/history_modes.h"
-#include "Cli/history_store.h"
+#include "Cli/history/history_modes.h"
+#include "Cli/history/history_store.h"
 
 // An event record with a content that no function of the store writes, so that an untouched record
 // can be told from a written one.

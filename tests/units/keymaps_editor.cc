@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Cli/completion.h"
+#include "Cli/keys/completion.h"
 
 KeymapEditor editor;
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Cli/key_bindings.h"
+#include "Cli/keys/key_bindings.h"
 
 using Log = std::vector<std::string>;
 using Sequences = std::vector<std::string>;

@@ -16,8 +16,8 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "editline/readline_layer.h"
-#include "editline/signals.h"
+#include "editline/input/signals.h"
+#include "editline/readline.h"
 
 using namespace lineedit;
 

@@ -1,0 +1,33 @@
+// The terminal: handing the input to a new user's, and its width.
+#include "Cli/calls/terminal_calls.h"
+
+#include "Cli/base/frame.h"
+#include "Cli/calls/history_calls.h"
+#include "editline/readline.h"
+
+// Drops the reference that init_readline took. It is dropped on what the name stands for now, which
+// is why the shell calls resetInput before it replaces the two.
+static void drop_stream(const char *name) {
+  PyObject *file = PySys_GetObject(const_cast<char *>(name));
+  Py_XDECREF(file);
+}
+
+PyObject *py_resetInput(PyObject *, PyObject *) {
+  drop_stream("stdin");
+  lineedit::rl_instream = nullptr;
+  drop_stream("stdout");
+  readlineInitialized = 0;
+  lineedit::rl_outstream = nullptr;
+  clear_recorded_lines();
+  Py_RETURN_NONE;
+}
+
+PyObject *py_TerminalWidthIs(PyObject *, PyObject *args) {
+  int width = 0;
+  int rows = 0;
+  int columns = 0;
+  if (PyArg_ParseTuple(args, "i", &width) == 0) return nullptr;
+  lineedit::rl_get_screen_size(&rows, &columns);
+  lineedit::rl_set_screen_size(rows, width);
+  Py_RETURN_NONE;
+}

@@ -1,0 +1,91 @@
+// Between the bytes of lines, in the locale's encoding, and the characters of the editor, so that
+// every byte comes back as it was: libedit's own conversions refuse a line for one byte that the
+// locale cannot decode.
+#include "editline/base/text.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+namespace lineedit {
+
+static void make_room(LineText *text, size_t length) {
+  if (length < text->room) return;
+  text->room = length * 2 + 64;
+  text->characters =
+      static_cast<wchar_t *>(realloc(text->characters, text->room * sizeof(wchar_t)));
+}
+
+void append_text(LineText *text, const wchar_t *characters, size_t length) {
+  make_room(text, text->length + length);
+  wmemcpy(text->characters + text->length, characters, length);
+  text->length += length;
+  text->characters[text->length] = L'\0';
+}
+
+void set_text(LineText *text, const wchar_t *characters, size_t length) {
+  text->length = 0;
+  append_text(text, characters, length);
+}
+
+void clear_text(LineText *text) {
+  if (text->room > 0) explicit_bzero(text->characters, text->room * sizeof(wchar_t));
+  free(text->characters);
+  *text = {};
+}
+
+void decode_text(LineText *text, const char *bytes) {
+  const size_t size = strlen(bytes);
+  make_room(text, size);
+  const char *const end = bytes + size;
+  wchar_t *out = text->characters;
+  mbstate_t shift = {};
+  while (bytes < end) {
+    if (static_cast<signed char>(*bytes) >= 0) {
+      *out++ = *bytes++;
+      continue;
+    }
+    const size_t used = mbrtowc(out, bytes, static_cast<size_t>(end - bytes), &shift);
+    if (used <= MB_LEN_MAX) {
+      bytes += used;
+    } else {
+      *out = static_cast<signed char>(*bytes++);
+      shift = {};
+    }
+    ++out;
+  }
+  *out = L'\0';
+  text->length = static_cast<size_t>(out - text->characters);
+}
+
+bool same_text(const LineText *one, const LineText *other) {
+  return one->length == other->length &&
+         wmemcmp(one->characters, other->characters, one->length) == 0;
+}
+
+size_t encoded_size(size_t length) { return length * MB_CUR_MAX + 1; }
+
+size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
+  char *out = bytes;
+  mbstate_t shift = {};
+  for (size_t i = 0; i < length; ++i) {
+    // Negative, or an ASCII character, which is its own byte: the C library takes two hundred
+    // instructions to find that out.
+    if (static_cast<int>(characters[i]) < 0x80) {
+      *out++ = static_cast<char>(characters[i]);
+      continue;
+    }
+    const size_t used = wcrtomb(out, characters[i], &shift);
+    if (used == static_cast<size_t>(-1)) {
+      shift = {};
+      *out++ = '?';
+    } else {
+      out += used;
+    }
+  }
+  *out = '\0';
+  return static_cast<size_t>(out - bytes);
+}
+
+}  // namespace lineedit

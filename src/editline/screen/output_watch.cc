@@ -1,0 +1,78 @@
+// The kernel reports each write to a terminal's device as a change of its file. What the driver
+// echoes is no write.
+#include "editline/screen/output_watch.h"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "editline/base/kept_descriptor.h"
+
+namespace lineedit {
+
+static struct {
+  // The inotify instance, kept since closing one takes the kernel long; -1 until the first watch.
+  int instance;
+  // What is watched: the terminal, and the name by which a program can reach the terminal that it
+  // runs on. That name is the same for every terminal, so a program elsewhere may seem to write to
+  // this one. -1 for each that is not watched.
+  int terminal;
+  int own_terminal;
+  // A write has been seen.
+  bool written;
+} watch = {-1, -1, -1, false};
+
+// Reads the events that wait. Returns whether a write is among them, or may be, since somebody has
+// closed the instance; what else there is tells of the end of an earlier watch.
+static bool take_events() {
+  alignas(struct inotify_event) char events[4096];
+  bool written = false;
+  ssize_t size;
+  while ((size = read(watch.instance, events, sizeof events)) > 0) {
+    const struct inotify_event *event;
+    for (char *at = events; at < events + size; at += sizeof *event + event->len) {
+      event = reinterpret_cast<const struct inotify_event *>(at);
+      written = written || (event->mask & IN_MODIFY) != 0;
+    }
+  }
+  return written || errno != EAGAIN;
+}
+
+static void remove_watch(int *descriptor) {
+  if (*descriptor >= 0) inotify_rm_watch(watch.instance, *descriptor);
+  *descriptor = -1;
+}
+
+static int watch_name(const char *name) {
+  return inotify_add_watch(watch.instance, name, IN_MODIFY);
+}
+
+void begin_output_watch(int fd) {
+  end_output_watch();
+  char name[64];
+  snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
+  watch.terminal = watch_name(name);
+  if (watch.terminal < 0 && (errno == EBADF || errno == EINVAL)) {
+    // There is no instance yet, or the application has closed it.
+    keep_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC), &watch.instance);
+    watch.terminal = watch_name(name);
+  }
+  watch.own_terminal = watch_name("/dev/tty");
+  if (watch.terminal >= 0) take_events();
+  watch.written = false;
+}
+
+bool output_was_written() {
+  if (watch.terminal < 0) return true;
+  watch.written = take_events() || watch.written;
+  return watch.written;
+}
+
+void end_output_watch() {
+  remove_watch(&watch.terminal);
+  remove_watch(&watch.own_terminal);
+}
+
+}  // namespace lineedit

@@ -1,0 +1,215 @@
+// Lines of several rows. libedit 3.1-20221030 draws them with faults that are mended here by
+// telling it of a higher screen, and by drawing anew what it may have drawn wrong.
+#include "editline/screen/rows.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "editline/base/editor.h"
+#include "editline/base/text.h"
+#include "editline/readline.h"
+#include "editline/screen/position.h"
+
+namespace lineedit {
+
+static struct {
+  // The editor's screen, and where the prompt ends on it. Not known while the width is 0.
+  int rows;
+  int columns;
+  bool can_be_cleared;
+  ScreenPosition prompt_end;
+} screen;
+
+// The line at the latest look.
+static struct {
+  int length;
+  // Where it ends.
+  ScreenPosition end;
+  // It has been changed in another way than by a key behind it.
+  bool replaced;
+  // The cursor was in a row that is scrolled away.
+  bool out_of_view;
+  // Where it fills several rows, its text; else empty.
+  LineText drawn;
+} latest;
+
+// --- Positions -----------------------------------------------------------------------------------
+
+static void learn_screen() {
+  if (screen.columns != 0) return;
+  char *clear = nullptr;
+  el_get(layer.editor, EL_GETTC, "li", &screen.rows);
+  el_get(layer.editor, EL_GETTC, "co", &screen.columns);
+  el_get(layer.editor, EL_GETTC, "cd", &clear);
+  screen.can_be_cleared = clear != nullptr && *clear != '\0';
+  screen.prompt_end = screen_position(layer.prompt, nullptr, 0, screen.columns);
+}
+
+bool screen_can_be_cleared() {
+  learn_screen();
+  return screen.can_be_cleared;
+}
+
+static bool is_plain(const wchar_t *line, int length) {
+  unsigned others = 0;
+  for (int i = 0; i < length; ++i) others |= line[i] < L' ' || line[i] > L'~' ? 1U : 0U;
+  return others == 0;
+}
+
+static ScreenPosition position_behind(const wchar_t *line, int length) {
+  if (!is_plain(line, length))
+    return screen_position(layer.prompt, line, static_cast<size_t>(length), screen.columns);
+  const int column = screen.prompt_end.column + length;
+  return {screen.prompt_end.row + column / screen.columns, column % screen.columns};
+}
+
+// On the next character, which may not fit into the row.
+int row_of_line(const wchar_t *end) {
+  learn_screen();
+  const LineInfoW *line = el_wline(layer.editor);
+  ScreenPosition at = position_behind(line->buffer, static_cast<int>(end - line->buffer));
+  if (end < line->lastchar && at.column + wcwidth(*end) > screen.columns) ++at.row;
+  return at.row;
+}
+
+// What does not fit is scrolled away at the top.
+int row_on_screen(const wchar_t *end) {
+  const int row = row_of_line(end);
+  const int rows = layer.true_rows != 0 ? layer.true_rows : screen.rows;
+  return row < rows ? row : rows - 1;
+}
+
+// --- Lines higher than the screen ----------------------------------------------------------------
+
+static void set_editors_rows(int rows) {
+  char digits[16];
+  snprintf(digits, sizeof digits, "%d", rows);
+  el_set(layer.editor, EL_SETTC, "li", digits, nullptr);
+  screen.rows = rows;
+}
+
+// libedit forgets the upper rows of a line that is higher than its screen, and loses track of the
+// row in which the cursor is: the next character can then be written through a null pointer. So it
+// is told of a screen that is higher; the terminal scrolls by itself. Returns whether there was not
+// room enough: for the cursor behind a full row, and for what a key adds.
+static bool make_screen_high_enough() {
+  const int needed = latest.end.row + 2;
+  if (needed < screen.rows) return false;
+  if (layer.true_rows == 0) layer.true_rows = screen.rows;
+  set_editors_rows(needed * 2);
+  return true;
+}
+
+// Whether the row of the cursor is scrolled away, now or at the latest look: the terminal then has
+// its own cursor in another one.
+static bool cursor_is_out_of_view(const LineInfoW *line) {
+  const bool was = latest.out_of_view;
+  latest.out_of_view = layer.true_rows != 0 && line->cursor != line->lastchar &&
+                       row_of_line(line->cursor) <= latest.end.row - layer.true_rows;
+  return was || latest.out_of_view;
+}
+
+// Where a character can fill several rows, libedit counts too few when it moves the cursor, and
+// what is then typed at the end of the line gets beyond its screen.
+static bool cursor_went_astray(const LineInfoW *line, int length) {
+  constexpr int widest_character = 8;
+  return screen.columns < widest_character && line->cursor == line->lastchar &&
+         length == latest.length;
+}
+
+// --- Rows that are lost --------------------------------------------------------------------------
+
+// How a line differs from what was drawn: the first place, and how much longer it is.
+struct Change {
+  int first;
+  int growth;
+  // Nothing but the insertion, or the deletion, of one character.
+  bool insertion;
+  bool deletion;
+};
+
+static Change change_of_line(const wchar_t *line, int length) {
+  const wchar_t *drawn = latest.drawn.characters;
+  const int drawn_length = static_cast<int>(latest.drawn.length);
+  const int shorter = std::min(length, drawn_length);
+  const int first = static_cast<int>(std::mismatch(line, line + shorter, drawn).first - line);
+  const int growth = length - drawn_length;
+  const size_t rest = static_cast<size_t>(shorter - first);
+  const bool same_rest = wmemcmp(line + length - rest, drawn + drawn_length - rest, rest) == 0;
+  return {first, growth, same_rest && growth == 1, same_rest && growth == -1};
+}
+
+// Whether a row from that of the change on, but not the last, is full. After an insertion, which
+// moves each row on by one character, the row must also end as it did.
+static bool full_row_changed(const wchar_t *line, int length, const Change *change) {
+  const int columns = screen.columns;
+  const int row = (screen.prompt_end.column + change->first) / columns;
+  const int drawn = static_cast<int>(latest.drawn.length);
+  int end = (row + 1) * columns - screen.prompt_end.column;
+  for (; end < length; end += columns) {
+    const bool alike = end <= drawn && line[end - 1] == latest.drawn.characters[end - 1];
+    if (line[end - 1] != L' ' && (alike || !change->insertion)) return true;
+  }
+  return false;
+}
+
+// libedit inserts within a row, goes over its right margin to mend the row's end, and
+// then erases the rest of the row below, where it does not know of it. It finds that cheaper where
+// characters come twice: at the ends of a row before and after, or anywhere in what comes in the
+// place of something else. Returns whether that may have happened.
+static bool row_may_be_lost(const wchar_t *line, int length) {
+  if (latest.drawn.length == 0) return false;
+  const Change change = change_of_line(line, length);
+  if ((change.first == length && change.growth == 0) || change.deletion) return false;
+  return !is_plain(line, length) || full_row_changed(line, length, &change);
+}
+
+// Returns whether the line is to be drawn anew.
+static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
+  if (latest.end.row == 0) {
+    latest.drawn.length = 0;
+    return false;
+  }
+  if (appended && latest.drawn.length > 0) {
+    append_text(&latest.drawn, line->lastchar - 1, 1);
+    return false;
+  }
+  const bool lost = row_may_be_lost(line->buffer, length);
+  set_text(&latest.drawn, line->buffer, static_cast<size_t>(length));
+  return lost;
+}
+
+// --- A look before each key ----------------------------------------------------------------------
+
+bool fit_screen_to_line() {
+  if (!layer.terminal_is_raw || !editing_is_on()) return false;
+  learn_screen();
+  const LineInfoW *line = el_wline(layer.editor);
+  const int length = static_cast<int>(line->lastchar - line->buffer);
+  const bool appended =
+      !latest.replaced && line->cursor == line->lastchar && length == latest.length + 1;
+  if (appended)
+    advance_position(&latest.end, line->lastchar[-1], screen.columns);
+  else
+    latest.end = position_behind(line->buffer, length);
+  const bool astray = cursor_went_astray(line, length);
+  latest.length = length;
+  latest.replaced = false;
+  const bool too_low = make_screen_high_enough();
+  const bool out_of_view = cursor_is_out_of_view(line);
+  return look_at_rows(line, length, appended) || astray || too_low || out_of_view;
+}
+
+void line_was_replaced() { latest.replaced = true; }
+
+void forget_screen() {
+  if (layer.true_rows != 0) set_editors_rows(layer.true_rows);
+  layer.true_rows = 0;
+  screen.columns = 0;
+  latest.length = 0;
+  latest.replaced = true;
+  latest.out_of_view = false;
+  latest.drawn.length = 0;
+}
+
+}  // namespace lineedit
