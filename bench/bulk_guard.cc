@@ -69,7 +69,7 @@ static int read_paste() {
   int plain = 0;
   for (int number = 0; number < line_count; ++number) {
     int editing = 0;
-    el_get(lineedit::layer.editor, EL_EDITMODE, &editing);
+    el_get(lineedit::editor.el, EL_EDITMODE, &editing);
     plain += editing == 0 ? 1 : 0;
     char *line = lineedit::readline("> ");
     const bool right = line != nullptr && line_number(number) == line;
@@ -86,8 +86,8 @@ static void read_pasted_lines(benchmark::State &state) {
   for (auto _ : state) {
     open_terminal();
     lineedit::rl_initialize();
-    lineedit::el_wset(lineedit::layer.editor, lineedit::EL_TTY_OVERFLOW_FIX,
-                      static_cast<int>(state.range(0)));
+    lineedit::engine::el_wset(lineedit::editor.el, lineedit::EL_TTY_OVERFLOW_FIX,
+                              static_cast<int>(state.range(0)));
     pthread_t keyboard;
     pthread_create(&keyboard, nullptr, be_the_terminal, nullptr);
     const double before = processor_seconds();

@@ -1,72 +1,11 @@
-// The module's frame: its registration with the interpreter, the method table, the one-time set-up
-// of the editor, and the two lock primitives.
-#include "Cli/base/frame.h"
-#include "Cli/base/invariant.h"
+// The module: its method table and its registration with the interpreter.
+#include "Cli/base/python.h"
 #include "Cli/calls/history_calls.h"
 #include "Cli/calls/key_bindings_calls.h"
 #include "Cli/calls/line_reading.h"
 #include "Cli/calls/terminal_calls.h"
 #include "Cli/history/history_store.h"
-#include "Cli/input/character_reader.h"
-#include "Cli/keys/completion.h"
-#include "Cli/keys/key_bindings.h"
-#include "editline/input/bulk_guard.h"
-#include "editline/readline.h"
-
-int readlineInitialized;
-
-// Set exactly while the lock is given up for the thread that reads a line.
-static PyThreadState *savedPyThreadState;
-
-// --- The interpreter's lock ----------------------------------------------------------------------
-
-PyThreadState *releaseGil() {
-  if (savedPyThreadState != nullptr)
-    invariant_broken("savedPyThreadState == ((void *)0)", 64, "releaseGil");
-  savedPyThreadState = PyEval_SaveThread();
-  return savedPyThreadState;
-}
-
-void acquireGil() {
-  if (savedPyThreadState == nullptr)
-    invariant_broken("savedPyThreadState != ((void *)0)", 57, "acquireGil");
-  PyEval_RestoreThread(savedPyThreadState);
-  savedPyThreadState = nullptr;
-}
-
-// --- Setting the editor up -----------------------------------------------------------------------
-
-// The C stream of a file of module sys, with a reference taken so that it stays open while the
-// editor uses it. Null for what is not a file; the editor then takes the process's own stream.
-static FILE *take_stream(const char *name) {
-  PyObject *file = PySys_GetObject(const_cast<char *>(name));
-  Py_XINCREF(file);
-  return PyFile_AsFile(file);
-}
-
-static void plug_history_store_in() {
-  HistEvent event;
-  history(lineedit::get_history(), &event, H_FUNC, &hist_ctx, hist_first, hist_next, hist_last,
-          hist_prev, hist_curr, hist_set, hist_clear, hist_enter, hist_add, hist_del);
-}
-
-void init_readline() {
-  lineedit::rl_instream = take_stream("stdin");
-  lineedit::rl_outstream = take_stream("stdout");
-  lineedit::rl_getc_function = read_char;
-  lineedit::rl_initialize();
-  lineedit::rl_tty_overflow_fix(1);
-  // After rl_initialize, so the first editor has the default name and every later one this.
-  lineedit::rl_readline_name = "OmbrelCli";
-  // Refused because of the key; completion comes through the hook that setup_key_bindings installs.
-  lineedit::rl_add_defun("ar-complete-line", complete_line, -1);
-  setup_key_bindings();
-  plug_history_store_in();
-  keyBindingsEnabledFlag = 1;
-  readlineInitialized = 1;
-}
-
-// --- Registration --------------------------------------------------------------------------------
+#include "Cli/input/log_monitor.h"
 
 static PyMethodDef methods[] = {
     {"readline", py_readline, METH_VARARGS,

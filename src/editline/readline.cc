@@ -1,53 +1,49 @@
-// Reading one line, and changing the line while it is edited.
+// The calls of the readline interface: each sets the editor up where that was not done, and hands
+// on to the file that does the work.
 #include "editline/readline.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
 #include "editline/base/editor.h"
+#include "editline/base/line.h"
+#include "editline/base/terminal.h"
 #include "editline/base/text.h"
+#include "editline/commands/bindings.h"
+#include "editline/commands/completion.h"
+#include "editline/commands/history_place.h"
 #include "editline/commands/history_search.h"
 #include "editline/commands/history_walk.h"
 #include "editline/input/bulk_guard.h"
 #include "editline/input/keys.h"
+#include "editline/input/line_reading.h"
 #include "editline/input/signals.h"
+#include "editline/screen/display.h"
+#include "editline/screen/prompt.h"
 #include "editline/screen/rows.h"
+#include "editline/setup.h"
 
 namespace lineedit {
 
-char *rl_line_buffer;
-int rl_point;
-int rl_end;
-int rl_done;
+static struct {
+  // What rl_insert_text inserts, decoded.
+  LineText inserted;
+} calls;
 
-// --- The published line --------------------------------------------------------------------------
+// --- Set-up and reading --------------------------------------------------------------------------
 
-void publish_line() {
-  const LineInfoW *line = el_wline(layer.editor);
-  rl_point = static_cast<int>(line->cursor - line->buffer);
-  rl_end = static_cast<int>(line->lastchar - line->buffer);
-  const size_t size = encoded_size(static_cast<size_t>(rl_end));
-  if (size > layer.text_size) {
-    layer.text_size = size * 2;
-    layer.text = static_cast<char *>(realloc(layer.text, layer.text_size));
-  }
-  encode_line(layer.text, line->buffer, static_cast<size_t>(rl_end));
-  rl_line_buffer = layer.text;
+int rl_initialize() {
+  wipe_text(&calls.inserted);
+  return set_editor_up() ? 0 : -1;
 }
-
-// --- Reading -------------------------------------------------------------------------------------
 
 // libedit's own narrow read turns a line with one character that it cannot encode into an empty
 // one, and its count can be larger than the line it returns (after a line over 1023 characters, Up
 // and Down). So the line is taken wide, measured, and encoded here.
-static char *read_line() {
-  if (!layer.terminal_is_raw) read_terminal_settings(&layer.line_start, fileno(rl_instream));
-  int count = 0;
-  const wchar_t *characters = lineedit::el_wgets(layer.editor, &count);
-  if (!layer.terminal_is_raw) put_back_uncooked_settings(&layer.line_start);
+static char *encode_read_line(const wchar_t *characters, int count) {
   if (characters == nullptr || count <= 0) return nullptr;
-
   const size_t length = wcsnlen(characters, static_cast<size_t>(count));
   char *line = static_cast<char *>(malloc(encoded_size(length)));
   const size_t bytes = encode_line(line, characters, length);
@@ -55,31 +51,41 @@ static char *read_line() {
   return line;
 }
 
+static char *read_line() {
+  int count = 0;
+  begin_line_on_terminal();
+  const wchar_t *characters = engine::el_wgets(editor.el, &count);
+  end_line_on_terminal();
+  return encode_read_line(characters, count);
+}
+
+static void reset_for_line() {
+  rl_done = 0;
+  forget_screen();
+  reset_keys();
+  reset_place_in_history();
+  end_text_search();
+  reset_search();
+}
+
 // A signal handler may jump from the wait for a key to a frame beyond this one: nothing between
 // here and there owns anything.
 char *readline(const char *prompt) {
-  if (!initialise_layer()) return nullptr;
+  if (!require_editor()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
-  rl_done = 0;
-  forget_screen();
-  forget_keys();
-  forget_place_in_history();
-  forget_search();
-  set_prompt(show_upper_rows(prompt != nullptr ? prompt : ""));
-  const bool held_here = rl_hold_signals();
-  take_signal_handlers();
+  reset_for_line();
+  show_prompt(prompt != nullptr ? prompt : "");
+  const bool blocked_here = block_signals(nullptr);
+  install_signal_handlers();
   char *line = read_line();
-  give_back_signal_handlers();
-  if (held_here) rl_release_signals();
+  restore_signal_handlers();
+  if (blocked_here) unblock_signals();
   return line;
 }
 
-// --- Changing the line ---------------------------------------------------------------------------
+void rl_tty_overflow_fix(int on) { bulk_guard_request(on); }
 
-static void move_cursor_to(int position) {
-  const LineInfoW *line = el_wline(layer.editor);
-  el_cursor(layer.editor, position - static_cast<int>(line->cursor - line->buffer));
-}
+// --- The line being edited -----------------------------------------------------------------------
 
 static int clamp_to_line(int position) {
   if (position < 0) return 0;
@@ -87,27 +93,100 @@ static int clamp_to_line(int position) {
 }
 
 int rl_delete_text(int start, int end) {
-  if (!initialise_layer()) return 0;
+  if (!require_editor()) return 0;
   start = clamp_to_line(start);
   end = clamp_to_line(end);
-  line_was_replaced();
-  move_cursor_to(end);
-  el_deletestr(layer.editor, end - start);
+  delete_from_line(start, end);
   publish_line();
   return end - start;
 }
 
 int rl_insert_text(const char *text) {
   if (text == nullptr || *text == '\0') return 0;
-  if (!initialise_layer()) return 0;
-  const LineInfoW *line = el_wline(layer.editor);
-  if (rl_point >= 0 && rl_point <= line->lastchar - line->buffer) move_cursor_to(rl_point);
-  line_was_replaced();
-  static LineText decoded;
-  decode_text(&decoded, text);
-  if (el_winsertstr(layer.editor, decoded.characters) != 0) return 0;
+  if (!require_editor()) return 0;
+  if (rl_point >= 0 && rl_point <= line_length()) move_cursor_to(rl_point);
+  decode_text(&calls.inserted, text);
+  if (!insert_at_cursor(calls.inserted.characters)) return 0;
   publish_line();
   return static_cast<int>(strlen(text));
+}
+
+void rl_forced_update_display() {
+  if (require_editor()) redraw_line();
+}
+
+// --- Completion and keys -------------------------------------------------------------------------
+
+int rl_complete(int, int invoking_key) {
+  return require_editor() ? complete_line_at_cursor(invoking_key) : CC_ERROR;
+}
+
+int rl_insert(int count, int key) {
+  const char text[] = {static_cast<char>(key), '\0'};
+  for (int i = 0; i < count; ++i) rl_insert_text(text);
+  return 0;
+}
+
+static bool is_key(int key) { return key >= 0 && key < 256; }
+
+int rl_parse_and_bind(const char *line) {
+  return require_editor() && run_editor_command(line) ? 0 : 1;
+}
+
+int rl_bind_key(int key, rl_command_func_t *function) {
+  if (function != rl_insert || !is_key(key)) return -1;
+  if (!require_editor()) return -1;
+  bind_key_to_itself(key);
+  return 0;
+}
+
+int rl_add_defun(const char *name, rl_command_func_t *function, int key) {
+  if (!is_key(key)) return -1;
+  if (!require_editor()) return -1;
+  add_application_command(name, function, key);
+  return 0;
+}
+
+rl_command_func_t *rl_named_function(const char *) { return nullptr; }
+
+char **rl_invoking_keyseqs_in_map(rl_command_func_t *, Keymap) { return nullptr; }
+
+int rl_bind_keyseq_in_map(const char *, rl_command_func_t *, Keymap) { return 0; }
+
+int rl_bind_key_in_map(int, rl_command_func_t *, Keymap) { return 0; }
+
+// --- History and screen --------------------------------------------------------------------------
+
+History *get_history() { return editor.history; }
+
+int add_history(const char *line) {
+  HistEvent event;
+  if (require_editor()) history(editor.history, &event, H_ENTER, line);
+  return 0;
+}
+
+void clear_history() {
+  HistEvent event;
+  if (require_editor()) history(editor.history, &event, H_CLEAR);
+}
+
+void rl_get_screen_size(int *rows, int *cols) {
+  if (!require_editor()) return;
+  if (rows != nullptr) *rows = screen_rows();
+  if (cols != nullptr) el_get(editor.el, EL_GETTC, "co", cols);
+}
+
+static void set_terminal_capability(const char *name, int value) {
+  char digits[16];
+  snprintf(digits, sizeof digits, "%d", value);
+  el_set(editor.el, EL_SETTC, name, digits, nullptr);
+}
+
+void rl_set_screen_size(int rows, int cols) {
+  if (!require_editor()) return;
+  forget_screen();
+  set_terminal_capability("li", rows);
+  set_terminal_capability("co", cols);
 }
 
 }  // namespace lineedit

@@ -1,8 +1,9 @@
-// The readline-compatible interface that the module is written against.
+// The readline-compatible interface that the module is written against, and the only header of the
+// layer that it includes: all that is declared here and in what is included here is for the module.
 //
-// It stands on libedit's public interface (histedit.h) and owns the one editor and the one history
-// object of the process. libedit ships a readline layer of its own; that one keeps both handles
-// private and lacks several of the calls below, so it is not used. Everything here is in a
+// The layer stands on libedit's public interface (histedit.h) and owns the one editor and the one
+// history object of the process. libedit ships a readline layer of its own; that one keeps both
+// handles private and lacks several of the calls below, so it is not used. Everything here is in a
 // namespace and hidden in the shared object: no name of libedit's can be mistaken for one of ours.
 //
 // One thread reads lines, and only that thread calls these functions; there is no lock. No Python.
@@ -10,53 +11,10 @@
 
 #include <histedit.h>
 
-#include <cstdio>
+#include "editline/base/variables.h"
+#include "editline/input/wait.h"
 
 namespace lineedit {
-
-// A command function: repeat count, invoking key. The result is ignored.
-using rl_command_func_t = int(int count, int key);
-// Completion hook: the word before the cursor and its offsets in the line. It edits the line itself
-// and returns null, or a malloc'ed null-terminated list of malloc'ed strings, which is freed
-// unused.
-using rl_completion_func_t = char **(const char *text, int start, int end);
-// Character-input hook: one byte as a signed char widened to int, or -1 at the end of input.
-using rl_getc_func_t = int(FILE *stream);
-
-// One key of a keymap. This editor binds nothing through keymaps; they exist for code that can.
-struct KeymapEntry {
-  char type;
-  rl_command_func_t *function;
-};
-using Keymap = KeymapEntry *;
-
-// --- Variables -----------------------------------------------------------------------------------
-
-// Streams of the editor, borrowed. Null at rl_initialize means the process's standard stream, which
-// rl_initialize then stores here.
-extern FILE *rl_instream;
-extern FILE *rl_outstream;
-// The application's name for conditional lines of the user's editrc. Read by rl_initialize.
-extern const char *rl_readline_name;
-// Where keys come from; null means the layer's own reader, which decodes multi-byte characters.
-// Read by rl_initialize.
-extern rl_getc_func_t *rl_getc_function;
-// The line being edited, as bytes in the current locale, NUL-terminated. Owned by the layer, valid
-// until the next call that publishes the line. Never null after rl_initialize.
-extern char *rl_line_buffer;
-// Cursor position and length of the line, in characters.
-extern int rl_point;
-extern int rl_end;
-// Set non-zero inside a command to end the read at once with no line. Cleared by readline.
-extern int rl_done;
-// Called by the "rl_complete" command. Null means the editor's own file-name completion.
-extern rl_completion_func_t *rl_attempted_completion_function;
-// Set by the hook when no default completion shall follow. Cleared after each completion.
-extern int rl_attempted_completion_over;
-// Non-zero makes "rl_complete" insert its key instead of completing.
-extern int rl_inhibit_completion;
-// The key that started the latest completion.
-extern int rl_completion_invoking_key;
 
 // --- Set-up and reading --------------------------------------------------------------------------
 
@@ -83,19 +41,11 @@ int rl_insert_text(const char *text);
 // the clamped end minus the clamped start, negative in that case. Does not redraw.
 int rl_delete_text(int start, int end);
 
-// Clears the row where the terminal's cursor is, and what is below, and draws prompt and line anew
-// there; in a row of its own where the terminal cannot clear. Does nothing where there is no
-// terminal or the line is not edited.
+// Clears the row where the terminal's cursor is, and what is below, and draws prompt and line
+// there; in a row of its own where the terminal cannot clear. Within run_callback it draws the line
+// in its own place when nothing was written, and else below. Does nothing where there is no
+// terminal or the line is not edited. Initialises when needed.
 void rl_forced_update_display();
-
-// Around code that may write to the terminal beside the line, such as a completer. The first moves
-// the terminal's cursor down to the row in which the line ends, so that nothing of it is written
-// over. Between the two, rl_forced_update_display draws the line in its own place when nothing was
-// written, and else below. Where that was not called, the second leaves the display alone, but for
-// two cases: with nothing written it puts the cursor back, and when rl_done says that the read is
-// over the cursor goes behind the line.
-void rl_begin_output();
-void rl_end_output();
 
 // --- Completion and keys -------------------------------------------------------------------------
 
@@ -137,5 +87,11 @@ void clear_history();
 // The editor's idea of the screen in rows and columns. Initialises when needed.
 void rl_get_screen_size(int *rows, int *cols);
 void rl_set_screen_size(int rows, int cols);
+
+// Arms (on != 0) or disarms the bulk-input guard. Code that must not know which engine it runs on
+// calls this; it reaches the narrow setter, which refuses the operation, so it changes nothing.
+// That is how the system is meant to start: the guard is off until the wide setter arms it. The
+// layer must be initialised. Does nothing while editing is off.
+void rl_tty_overflow_fix(int on);
 
 }  // namespace lineedit

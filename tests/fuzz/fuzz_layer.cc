@@ -20,8 +20,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "editline/input/signals.h"
 #include "editline/readline.h"
+#include "editline/screen/display.h"
 
 using namespace lineedit;
 
@@ -106,7 +106,7 @@ static int window_length() {
 static void let_signals_act() {
   static WaitSet nothing;
   wait_set_clear(&nothing);
-  rl_wait(0, &nothing);
+  wait_for_input(0, &nothing);
 }
 
 static void change_window() {
@@ -128,11 +128,11 @@ static void send_signal() {
 }
 
 static void show_message() {
-  rl_begin_output();
+  begin_output();
   const int kind = next_byte();
   if ((kind & 1) != 0) fputs("\na message\n", rl_outstream);
   if ((kind & 2) != 0) rl_forced_update_display();
-  rl_end_output();
+  end_output();
 }
 
 static void record_line() {
@@ -185,7 +185,7 @@ static void edit_line(const char *text, int backspaces) {
 }
 
 static char **complete(const char *, int, int) {
-  rl_begin_output();
+  begin_output();
   switch (next_byte() % 7) {
     case 0:
       fputs("\n  a list\n", rl_outstream);
@@ -210,7 +210,7 @@ static char **complete(const char *, int, int) {
     default:
       rl_done = 1;
   }
-  rl_end_output();
+  end_output();
   rl_attempted_completion_over = 1;
   return nullptr;
 }

@@ -15,8 +15,10 @@
 #include <cstring>
 
 #include "editline/base/editor.h"
-#include "editline/input/signals.h"
+#include "editline/base/terminal.h"
+#include "editline/input/line_reading.h"
 #include "editline/readline.h"
+#include "editline/screen/display.h"
 #include "layer_harness.h"
 
 using namespace lineedit;
@@ -52,7 +54,7 @@ static std::string newly_shown() {
 
 static void arm() {
   rl_initialize();
-  ASSERT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1), 0);
+  ASSERT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1), 0);
 }
 
 // Reads a line at whose end `count` bytes wait.
@@ -89,10 +91,10 @@ LAYER_TEST(BulkEnter, TakenIntoTheLineItEndsNothing) {
 LAYER_TEST(BulkGuard, OnlyTheReaderIsAFunctionToSet) {
   arm();
   el_rfunc_t reader = nullptr;
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &reader), 0);
+  EXPECT_EQ(lineedit::engine::el_get(editor.el, EL_GETCFN, &reader), 0);
   const el_rfunc_t before = reader;
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_SIGNAL, reader), -1);
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_SIGNAL, &reader), -1);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_SIGNAL, reader), -1);
+  EXPECT_EQ(lineedit::engine::el_get(editor.el, EL_SIGNAL, &reader), -1);
   EXPECT_EQ(reader, before);
   EXPECT_EQ(read_line({"line\n"}), "line");
 }
@@ -101,38 +103,38 @@ LAYER_TEST(BulkGuard, TheOperationIs25) { EXPECT_EQ(EL_TTY_OVERFLOW_FIX, 25); }
 
 LAYER_TEST(BulkGuard, TheWideSetterArmsAndDisarms) {
   rl_initialize();
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
   for (const int on : {1, 0, 7, 0, -1, -1, 0, 0}) {
-    EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, on), 0);
-    EXPECT_EQ(bulk_guard_is_armed(layer.editor), on != 0);
+    EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, on), 0);
+    EXPECT_EQ(bulk_guard_is_armed(editor.el), on != 0);
     EXPECT_TRUE(editing_is_on());
   }
 }
 
 LAYER_TEST(BulkGuard, TheNarrowSetterKnowsNoSuchOperation) {
   rl_initialize();
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_TTY_OVERFLOW_FIX, 1), -1);
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_TTY_OVERFLOW_FIX, 0), -1);
-  EXPECT_TRUE(bulk_guard_is_armed(layer.editor));
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_TTY_OVERFLOW_FIX, 1), -1);
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_TTY_OVERFLOW_FIX, 0), -1);
+  EXPECT_TRUE(bulk_guard_is_armed(editor.el));
   for (const int operation : {26, 27, 100}) {
-    EXPECT_EQ(lineedit::el_set(layer.editor, operation, 1), -1);
-    EXPECT_EQ(lineedit::el_wset(layer.editor, operation, 1), -1);
+    EXPECT_EQ(lineedit::engine::el_set(editor.el, operation, 1), -1);
+    EXPECT_EQ(lineedit::engine::el_wset(editor.el, operation, 1), -1);
   }
 }
 
 LAYER_TEST(BulkGuard, TheOperationTakesAnIntAndNothingElse) {
   rl_initialize();
-  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, nullptr), -1);
-  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, "1"), -1);
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, nullptr), -1);
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, "1"), -1);
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
 }
 
 LAYER_TEST(BulkGuard, ArmedTwiceItReadsOnAsOnce) {
   arm();
   arm();
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
   EXPECT_EQ(read_with_waiting("abc", 2000), "abc");
   EXPECT_EQ(read_with_waiting("abc", 2000), "abc");
 }
@@ -141,29 +143,29 @@ LAYER_TEST(BulkGuard, ArmedTwiceItReadsOnAsOnce) {
 LAYER_TEST(BulkGuard, AReaderThatIsSetLaterIsEchoedToo) {
   arm_in_bulk();
   el_rfunc_t before = nullptr, after = nullptr;
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &before), 0);
+  EXPECT_EQ(lineedit::engine::el_get(editor.el, EL_GETCFN, &before), 0);
   const el_rfunc_t reader = [](EditLine *, wchar_t *character) {
     *character = L'\n';
     return 1;
   };
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_GETCFN, reader), 0);
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &after), 0);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_GETCFN, reader), 0);
+  EXPECT_EQ(lineedit::engine::el_get(editor.el, EL_GETCFN, &after), 0);
   EXPECT_EQ(after, reader);
   EXPECT_EQ(read_next_line(""), "");
   EXPECT_EQ(newly_shown(), "\r\n");
-  lineedit::el_set(layer.editor, EL_GETCFN, before);
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
-  EXPECT_EQ(lineedit::el_get(layer.editor, EL_GETCFN, &after), 0);
+  lineedit::engine::el_set(editor.el, EL_GETCFN, before);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 0);
+  EXPECT_EQ(lineedit::engine::el_get(editor.el, EL_GETCFN, &after), 0);
   EXPECT_EQ(after, before);
 }
 
 LAYER_TEST(BulkGuard, BothSettersPassOnWhatIsTheEditorsOwn) {
   rl_initialize();
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_EDITMODE, 0), 0);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_EDITMODE, 0), 0);
   EXPECT_FALSE(editing_is_on());
-  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_EDITMODE, 1), 0);
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_EDITMODE, 1), 0);
   EXPECT_TRUE(editing_is_on());
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_BIND, "^A", "ed-insert", nullptr), 0);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_BIND, "^A", "ed-insert", nullptr), 0);
   EXPECT_EQ(read_line({"a\001b\n"}), "a\001b");
 }
 
@@ -171,38 +173,38 @@ LAYER_TEST(BulkGuard, BothGettersEndAt22) {
   rl_initialize();
   for (const int operation : {23, 24, 25, 26, 100}) {
     int value = 1234;
-    EXPECT_EQ(lineedit::el_get(layer.editor, operation, &value), -1) << operation;
-    EXPECT_EQ(lineedit::el_wget(layer.editor, operation, &value), -1) << operation;
+    EXPECT_EQ(lineedit::engine::el_get(editor.el, operation, &value), -1) << operation;
+    EXPECT_EQ(lineedit::engine::el_wget(editor.el, operation, &value), -1) << operation;
     EXPECT_EQ(value, 1234);
   }
   int editing = 0;
-  EXPECT_EQ(lineedit::el_wget(layer.editor, EL_EDITMODE, &editing), 0);
+  EXPECT_EQ(lineedit::engine::el_wget(editor.el, EL_EDITMODE, &editing), 0);
   EXPECT_EQ(editing, 1);
 }
 
 LAYER_TEST(BulkGuard, TheFixLeavesItUnarmed) {
   rl_initialize();
   rl_tty_overflow_fix(1);
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
   EXPECT_EQ(read_with_waiting("abc", 4000), "abc");
   EXPECT_TRUE(editing_is_on());
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
   rl_tty_overflow_fix(0);
-  EXPECT_TRUE(bulk_guard_is_armed(layer.editor));
+  EXPECT_TRUE(bulk_guard_is_armed(editor.el));
 }
 
 LAYER_TEST(BulkGuard, TheFixDoesNothingWhereEditingIsOff) {
   rl_initialize();
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
   rl_tty_overflow_fix(1);
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
   EXPECT_FALSE(editing_is_on());
 }
 
 LAYER_TEST(BulkGuard, ANewEditorsIsNotArmed) {
   arm();
   rl_initialize();
-  EXPECT_FALSE(bulk_guard_is_armed(layer.editor));
+  EXPECT_FALSE(bulk_guard_is_armed(editor.el));
   EXPECT_EQ(read_with_waiting("abc", 4000), "abc");
   EXPECT_TRUE(editing_is_on());
 }
@@ -305,7 +307,7 @@ LAYER_TEST(BulkGuard, UnarmedNothingIsChecked) {
   rl_initialize();
   EXPECT_EQ(read_with_waiting("abc", 4000), "abc");
   EXPECT_TRUE(editing_is_on());
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
   make_terminal_raw();
   EXPECT_EQ(read_line({"abc\n"}), "abc");
   EXPECT_FALSE(editing_is_on());
@@ -341,7 +343,7 @@ LAYER_TEST(BulkEcho, GoesToTheInput) {
 
 LAYER_TEST(BulkEcho, UnarmedOrWhileEditingThereIsNone) {
   arm_in_bulk();
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 0);
   EXPECT_FALSE(editing_is_on());
   set_script({"abc\n"});
   EXPECT_EQ(read_next_line(""), "abc");
@@ -364,7 +366,7 @@ LAYER_TEST(BulkEcho, NobodyElseEchoes) {
 static void read_typed_characters(const std::string &line) {
   rl_getc_function = nullptr;
   rl_initialize();
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
   make_terminal_raw();
   // In raw mode the driver makes line breaks of carriage returns, which terminals send.
   pty_type(&terminal, "edited\r" + line + "\r" + std::string(2100, 'x') + "\r");
@@ -425,15 +427,15 @@ struct Reading {
 // In bulk mode, with `waiting` bytes in the queue: reads a, b, and then what failing_reader says.
 static Reading read_failing(int result, int error, int count) {
   rl_initialize();
-  el_set(layer.editor, EL_GETCFN, failing_reader);
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  el_set(editor.el, EL_GETCFN, failing_reader);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
   make_terminal_raw();
   have_waiting(count);
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
   reader_result = result;
   reader_errno = error;
   Reading reading = {nullptr, 1234, 0};
-  reading.line = lineedit::el_wgets(layer.editor, &reading.count);
+  reading.line = lineedit::engine::el_wgets(editor.el, &reading.count);
   reading.error = errno;
   return reading;
 }
@@ -473,14 +475,14 @@ LAYER_TEST(BulkEnd, AnEditedLineThatEndsByItsEndOfFileKeyIsChecked) {
 
 LAYER_TEST(BulkEnd, AnEditedLineThatEndsByAnErrorIsChecked) {
   rl_initialize();
-  el_set(layer.editor, EL_GETCFN, failing_reader);
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1);
+  el_set(editor.el, EL_GETCFN, failing_reader);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1);
   make_terminal_raw();
   have_waiting(2000);
   reader_result = -1;
   reader_errno = EIO;
   int count = 1234;
-  EXPECT_EQ(lineedit::el_wgets(layer.editor, &count), nullptr);
+  EXPECT_EQ(lineedit::engine::el_wgets(editor.el, &count), nullptr);
   EXPECT_EQ(count, -1);
   EXPECT_EQ(errno, EIO);
   EXPECT_FALSE(editing_is_on());
@@ -488,7 +490,7 @@ LAYER_TEST(BulkEnd, AnEditedLineThatEndsByAnErrorIsChecked) {
 
 LAYER_TEST(BulkEnd, UnbufferedEachCharacterIsOne) {
   arm();
-  EXPECT_EQ(lineedit::el_set(layer.editor, EL_UNBUFFERED, 1), 0);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_UNBUFFERED, 1), 0);
   set_script({"a", [] { have_waiting(2000); }, "b", "c", [] { have_waiting(1000); }, "d", "e\n"});
   static const struct {
     std::wstring line;
@@ -503,7 +505,7 @@ LAYER_TEST(BulkEnd, UnbufferedEachCharacterIsOne) {
     SCOPED_TRACE(testing::PrintToString(row.line));
     newly_shown();
     int count = 0;
-    const wchar_t *line = lineedit::el_wgets(layer.editor, &count);
+    const wchar_t *line = lineedit::engine::el_wgets(editor.el, &count);
     ASSERT_NE(line, nullptr);
     EXPECT_EQ(std::wstring(line, static_cast<size_t>(count)), row.line);
     EXPECT_EQ(editing_is_on(), row.editing);
@@ -518,7 +520,7 @@ LAYER_TEST(BulkEnd, UnbufferedEachCharacterIsOne) {
 
 LAYER_TEST(BulkState, DisarmedInBulkItStaysPlain) {
   arm_in_bulk();
-  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0), 0);
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 0), 0);
   EXPECT_FALSE(editing_is_on());
   EXPECT_EQ(read_with_waiting("b\001a", 0), "b\001a");
   EXPECT_FALSE(editing_is_on());
@@ -526,8 +528,8 @@ LAYER_TEST(BulkState, DisarmedInBulkItStaysPlain) {
 
 LAYER_TEST(BulkState, ArmingInBulkChangesNoEditing) {
   rl_initialize();
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
-  EXPECT_EQ(lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1), 0);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1), 0);
   EXPECT_FALSE(editing_is_on());
   EXPECT_EQ(read_with_waiting("abc", 1001), "abc");
   EXPECT_FALSE(editing_is_on());
@@ -536,13 +538,13 @@ LAYER_TEST(BulkState, ArmingInBulkChangesNoEditing) {
 LAYER_TEST(BulkState, SwitchingEditingMovesBetweenTheTwo) {
   arm();
   const struct termios found = pty_settings(&terminal);
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
   newly_shown();
   set_script({"b\001a", [] { have_waiting(1500); }, "\n"});
   EXPECT_EQ(read_next_line(""), "b\001a");
   EXPECT_EQ(newly_shown(), "b\001a\r\n");
   EXPECT_TRUE(pty_is_raw(&terminal));
-  lineedit::el_set(layer.editor, EL_EDITMODE, 1);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 1);
   EXPECT_EQ(read_line({"b\001a\n"}), "ab");
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
 }
@@ -583,12 +585,12 @@ static void read_until_jump(std::vector<Step> steps) {
   steps.push_back(raise_interrupt);
   set_script(std::move(steps));
   set_handler(SIGINT, jump_back);
-  rl_hold_signals();
+  block_signals(nullptr);
   if (sigsetjmp(back, 1) == 0) {
     read_next_line("");
     ADD_FAILURE() << "no jump";
   }
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(BulkTerminal, IsGivenBackForAJumpAndTakenAgain) {
@@ -603,12 +605,12 @@ LAYER_TEST(BulkTerminal, IsGivenBackForAJumpAndTakenAgain) {
 LAYER_TEST(BulkTerminal, DisarmedInBulkItIsGivenBackAllTheSame) {
   const struct termios found = pty_settings(&terminal);
   arm_in_bulk();
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 0);
   read_until_jump({"abc"});
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
-  lineedit::el_set(layer.editor, EL_EDITMODE, 1);
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 1);
   arm_in_bulk();
-  lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 0);
+  lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 0);
   rl_initialize();
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
   EXPECT_TRUE(editing_is_on());
@@ -617,10 +619,10 @@ LAYER_TEST(BulkTerminal, DisarmedInBulkItIsGivenBackAllTheSame) {
 LAYER_TEST(BulkTerminal, UnbufferedItIsGivenBackWhenAnotherEditorIsMade) {
   const struct termios found = pty_settings(&terminal);
   rl_initialize();
-  lineedit::el_set(layer.editor, EL_UNBUFFERED, 1);
+  lineedit::engine::el_set(editor.el, EL_UNBUFFERED, 1);
   set_script({"a"});
   int count = 0;
-  lineedit::el_wgets(layer.editor, &count);
+  lineedit::engine::el_wgets(editor.el, &count);
   EXPECT_TRUE(pty_is_raw(&terminal));
   rl_initialize();
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
@@ -629,8 +631,8 @@ LAYER_TEST(BulkTerminal, UnbufferedItIsGivenBackWhenAnotherEditorIsMade) {
 
 LAYER_TEST(BulkTerminal, ArmedInTheMiddleOfAPlainLineTheRestIsEchoed) {
   rl_initialize();
-  lineedit::el_set(layer.editor, EL_EDITMODE, 0);
-  const auto arm_now = [] { lineedit::el_wset(layer.editor, EL_TTY_OVERFLOW_FIX, 1); };
+  lineedit::engine::el_set(editor.el, EL_EDITMODE, 0);
+  const auto arm_now = [] { lineedit::engine::el_wset(editor.el, EL_TTY_OVERFLOW_FIX, 1); };
   set_script({"a", arm_now, "bc", "\n"});
   EXPECT_EQ(read_next_line(""), "abc");
   EXPECT_EQ(newly_shown(), "c\r\n");
@@ -644,9 +646,9 @@ LAYER_TEST(BulkTerminal, OutputBesideAPlainLineMovesNothing) {
   set_script({std::string(50, 'x'),
               [] {
                 newly_shown();
-                rl_begin_output();
+                begin_output();
                 rl_forced_update_display();
-                rl_end_output();
+                end_output();
                 EXPECT_EQ(newly_shown(), "");
               },
               "\n"});
@@ -727,7 +729,7 @@ LAYER_TEST(RawSwitch, RefusedWithNothingToReadThereIsNoLineAndNoMessage) {
   newly_shown();
   int count = 1234;
   errno = ENOENT;
-  EXPECT_EQ(lineedit::el_wgets(layer.editor, &count), nullptr);
+  EXPECT_EQ(lineedit::engine::el_wgets(editor.el, &count), nullptr);
   EXPECT_EQ(count, 0);
   EXPECT_EQ(errno, 0);
   EXPECT_EQ(read_next_line("unseen> "), std::nullopt);
@@ -812,7 +814,7 @@ LAYER_TEST(RawSwitch, OneByteIsInputWaiting) {
 LAYER_TEST(RawSwitch, TheCountMayBeLeftOut) {
   rl_initialize();
   set_script({"abc\n"});
-  const wchar_t *line = lineedit::el_wgets(layer.editor, nullptr);
+  const wchar_t *line = lineedit::engine::el_wgets(editor.el, nullptr);
   ASSERT_NE(line, nullptr);
   EXPECT_EQ(std::wstring(line, 3), L"abc");
 }
@@ -827,7 +829,7 @@ LAYER_TEST(RawSwitch, IsMadeWhenInputIsWaitingToo) {
 LAYER_TEST(RawSwitch, IsMadeWhenAMacroIsPending) {
   rl_initialize();
   const struct termios found = pty_settings(&terminal);
-  el_push(layer.editor, "macro");
+  el_push(editor.el, "macro");
   bool raw = false;
   EXPECT_EQ(read_line({[&] { raw = pty_is_raw(&terminal); }, "\n"}), "macro");
   EXPECT_TRUE(raw);
@@ -841,7 +843,7 @@ LAYER_TEST(RawSwitch, OnAHungUpTerminalThereIsNoLineAndNoMessage) {
   FILE *errors = new_error_file();
   close(terminal.master);
   int count = 1234;
-  EXPECT_EQ(lineedit::el_wgets(layer.editor, &count), nullptr);
+  EXPECT_EQ(lineedit::engine::el_wgets(editor.el, &count), nullptr);
   EXPECT_EQ(count, 0);
   EXPECT_EQ(errno, 0);
   EXPECT_EQ(contents(errors), "");
@@ -873,7 +875,7 @@ static std::string read_in_orphaned_group() {
     while (getppid() == parent) usleep(1000);
     FILE *errors = new_error_file();
     int count = 1234;
-    const char *line = lineedit::el_wgets(layer.editor, &count) != nullptr ? "line" : "null";
+    const char *line = lineedit::engine::el_wgets(editor.el, &count) != nullptr ? "line" : "null";
     const std::string report = contents(errors) + line;
     _exit(write(ends[1], report.data(), report.size()) < 0 ? 1 : 0);
   }

@@ -1,13 +1,15 @@
 // Drawing the line: where its characters are on the screen, drawing it anew, and making room for
 // what something else writes.
+#include "editline/screen/display.h"
+
 #include <unistd.h>
 
 #include <cstdlib>
 
-#include "editline/base/editor.h"
 #include "editline/readline.h"
 #include "editline/screen/output_watch.h"
 #include "editline/screen/position.h"
+#include "editline/screen/prompt.h"
 #include "layer_harness.h"
 
 using namespace lineedit;
@@ -115,7 +117,7 @@ LAYER_TEST(ScreenPosition, IsWhereTheTerminalsCursorEndsUp) {
         fflush(terminal.out);
         pty_collect(&terminal);
         drawn = cursor_after(terminal.shown.substr(before));
-        expected = screen_position(layer.prompt, std::wstring(length, L'x').c_str(), length, 80);
+        expected = screen_position(prompt_text(), std::wstring(length, L'x').c_str(), length, 80);
       };
       set_script({std::string(length, 'x'), look, "\n"});
       read_next_line(prompt.c_str());
@@ -165,8 +167,8 @@ LAYER_TEST(ForcedUpdate, WritesNothingWhereThereIsNoTerminal) {
 // --- Beside the line -----------------------------------------------------------------------------
 
 LAYER_TEST(Beside, InitialisesNothing) {
-  rl_begin_output();
-  rl_end_output();
+  begin_output();
+  end_output();
   EXPECT_EQ(get_history(), nullptr);
 }
 
@@ -180,9 +182,9 @@ static std::string beside_the_line(size_t length, const char *keys,
   pty_set_size(&terminal, 24, 20);
   const auto beside = [&] {
     shown = shown_by([&] {
-      rl_begin_output();
+      begin_output();
       what();
-      rl_end_output();
+      end_output();
     });
   };
   EXPECT_EQ(read_line({line, keys, beside, "\n"}), line);
@@ -277,9 +279,9 @@ LAYER_TEST(Beside, AReadThatEndsLeavesTheCursorBehindTheLine) {
   std::string shown;
   on_command_key([&] {
     shown = shown_by([] {
-      rl_begin_output();
+      begin_output();
       rl_done = 1;
-      rl_end_output();
+      end_output();
     });
   });
   EXPECT_EQ(read_line({std::string(50, 'y') + "z", "\001", command_key}), std::nullopt);
@@ -291,9 +293,9 @@ LAYER_TEST(Beside, AReadOfOneRowThatEndsDoesTheSame) {
   std::string shown;
   on_command_key([&] {
     shown = shown_by([] {
-      rl_begin_output();
+      begin_output();
       rl_done = 1;
-      rl_end_output();
+      end_output();
     });
   });
   EXPECT_EQ(read_line({"yz", "\001", command_key}), std::nullopt);
@@ -320,9 +322,9 @@ LAYER_TEST(Beside, TheCursorOnAWideCharacterAtTheMargin) {
   std::string shown;
   const auto beside = [&] {
     shown = shown_by([] {
-      rl_begin_output();
+      begin_output();
       rl_forced_update_display();
-      rl_end_output();
+      end_output();
     });
   };
   rl_initialize();
@@ -341,9 +343,9 @@ LAYER_TEST(Beside, WithoutEchoNothingIsShown) {
   std::string shown;
   const auto beside = [&] {
     shown = shown_by([] {
-      rl_begin_output();
+      begin_output();
       rl_forced_update_display();
-      rl_end_output();
+      end_output();
     });
   };
   EXPECT_EQ(read_line({std::string(200, 's'), beside, "\n"}), std::string(200, 's'));
@@ -362,8 +364,8 @@ LAYER_TEST(Beside, WithoutATerminalNothingIsWritten) {
   ASSERT_NE(file, nullptr);
   rl_outstream = file;
   const auto beside = [] {
-    rl_begin_output();
-    rl_end_output();
+    begin_output();
+    end_output();
   };
   EXPECT_EQ(read_line({"abc", beside, "\n"}), "abc");
   fflush(file);

@@ -21,6 +21,7 @@ tavorin_unit_test(keymaps_tests
     ${units}/keymaps_editor.cc
     ${units}/history_limit_test.cc
     ${rooms}/keys/history_limit.cc
+    ${rooms}/keys/keymaps.cc
     ${rooms}/keys/key_bindings.cc
     ${store})
 

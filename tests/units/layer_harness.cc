@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "editline/input/signals.h"
 #include "editline/readline.h"
 
 using namespace lineedit;
@@ -185,7 +184,7 @@ void expect_line(const PublishedLine &line, const std::string &text, int point, 
 void wait_for_signal() {
   static WaitSet nothing;
   wait_set_clear(&nothing);
-  const int ready = rl_wait(0, &nothing);
+  const int ready = wait_for_input(0, &nothing);
   const int error = errno;
   EXPECT_EQ(ready, -1);
   EXPECT_EQ(error, EINTR);

@@ -73,7 +73,7 @@ struct PublishedLine {
 PublishedLine published_line();
 void expect_line(const PublishedLine &line, const std::string &text, int point, int end);
 
-// Waits once with rl_wait on nothing but signals, which must end the wait.
+// Waits once with wait_for_input on nothing but signals, which must end the wait.
 void wait_for_signal();
 
 // What the system does from now on when this process changes any terminal's settings, as a

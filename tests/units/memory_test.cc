@@ -2,8 +2,8 @@
 // next one tries again. libedit's two constructors are wrapped here by the linker.
 #include <histedit.h>
 
-#include "editline/input/signals.h"
 #include "editline/readline.h"
+#include "editline/screen/display.h"
 #include "layer_harness.h"
 
 using namespace lineedit;
@@ -48,9 +48,9 @@ static void expect_refusals() {
   rl_set_screen_size(1, 1);
   EXPECT_EQ(rows, 7);
   EXPECT_EQ(columns, 77);
-  rl_begin_output();
+  begin_output();
   rl_forced_update_display();
-  rl_end_output();
+  end_output();
   EXPECT_EQ(get_history(), nullptr);
   EXPECT_EQ(difference(before, pty_settings(&terminal)), "");
 }

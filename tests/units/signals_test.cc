@@ -1,6 +1,5 @@
 // Signals and a line being edited: held back, let in only while the editor waits, acted on there
 // with the terminal given back, and every disposition returned as it was found.
-#include "editline/input/signals.h"
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -45,7 +44,7 @@ static int wait_with_input() {
   EXPECT_EQ(write(ends[1], "x", 1), 1);
   wait_set_clear(&ready);
   wait_set_add(&ready, ends[0]);
-  const int count = rl_wait(ends[0] + 1, &ready);
+  const int count = wait_for_input(ends[0] + 1, &ready);
   close(ends[0]);
   close(ends[1]);
   return count;
@@ -55,30 +54,30 @@ static int wait_with_input() {
 
 // Nor those with which the terminal stops a process in the background, where they are not blocked.
 LAYER_TEST(Hold, KeepsEverySignalBackButReportsOfFaults) {
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   for (const int signo : line_signals) EXPECT_TRUE(is_blocked(signo)) << signo;
   for (const int signo : {SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE, SIGIO})
     EXPECT_TRUE(is_blocked(signo)) << signo;
   for (const int signo :
        {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP, SIGTTIN, SIGTTOU})
     EXPECT_FALSE(is_blocked(signo)) << signo;
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Hold, OnceIsEnough) {
-  EXPECT_TRUE(rl_hold_signals());
-  EXPECT_FALSE(rl_hold_signals());
-  rl_release_signals();
+  EXPECT_TRUE(block_signals(nullptr));
+  EXPECT_FALSE(block_signals(nullptr));
+  unblock_signals();
   EXPECT_FALSE(is_blocked(SIGINT));
-  EXPECT_TRUE(rl_hold_signals());
-  rl_release_signals();
+  EXPECT_TRUE(block_signals(nullptr));
+  unblock_signals();
 }
 
 LAYER_TEST(Hold, ReleaseWithoutAHoldChangesNothing) {
   const sigset_t set = set_of(SIGINT);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   const SignalState before = signal_state();
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(difference(before, signal_state()), "");
 }
 
@@ -86,39 +85,39 @@ LAYER_TEST(Hold, ReleaseGoesBackToTheMaskBefore) {
   const sigset_t set = set_of(SIGQUIT);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   const SignalState before = signal_state();
-  ASSERT_TRUE(rl_hold_signals());
-  rl_release_signals();
+  ASSERT_TRUE(block_signals(nullptr));
+  unblock_signals();
   EXPECT_EQ(difference(before, signal_state()), "");
 }
 
 LAYER_TEST(Hold, ReleaseLetsInWhatArrived) {
   set_handler(SIGINT, count_signal);
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   raise(SIGINT);
   EXPECT_EQ(handled[SIGINT], 0);
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(handled[SIGINT], 1);
 }
 
 LAYER_TEST(Hold, OutsideALineTheWaitRunsTheHandlerInForce) {
   set_handler(SIGINT, count_signal);
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   raise(SIGINT);
   EXPECT_EQ(handled[SIGINT], 0);
   wait_for_signal();
   EXPECT_EQ(handled[SIGINT], 1);
   EXPECT_TRUE(is_blocked(SIGINT));
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Hold, ASignalBlockedBeforeIsNotLetInByTheWait) {
   set_handler(SIGINT, count_signal);
   const sigset_t set = set_of(SIGINT);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   raise(SIGINT);
   EXPECT_EQ(wait_with_input(), 1);
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(handled[SIGINT], 0);
   EXPECT_TRUE(is_pending(SIGINT));
   EXPECT_TRUE(is_blocked(SIGINT));
@@ -130,14 +129,13 @@ LAYER_TEST(Hold, AnAdmittedSignalIsLetInThoughItWasBlockedBefore) {
   sigset_t set = set_of(SIGINT);
   sigaddset(&set, SIGQUIT);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  ASSERT_TRUE(rl_hold_signals());
   const sigset_t admitted = set_of(SIGINT);
-  rl_admit_signals(&admitted);
+  ASSERT_TRUE(block_signals(&admitted));
   raise(SIGINT);
   EXPECT_EQ(handled[SIGINT], 0);
   wait_for_signal();
   EXPECT_EQ(handled[SIGINT], 1);
-  rl_release_signals();
+  unblock_signals();
   EXPECT_FALSE(is_blocked(SIGINT));
   EXPECT_TRUE(is_blocked(SIGQUIT));
 }
@@ -165,12 +163,12 @@ LAYER_TEST(Line, LeavesDispositionsAndMaskAsTheyWere) {
 }
 
 LAYER_TEST(Line, LeavesTheHoldToTheCallerThatHasIt) {
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   const SignalState before = signal_state();
   EXPECT_EQ(read_line({"abc\n"}), "abc");
   EXPECT_EQ(difference(before, signal_state()), "");
   EXPECT_TRUE(is_blocked(SIGINT));
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Line, HoldsTheSignalsItselfWhereTheCallerDoesNot) {
@@ -358,10 +356,10 @@ static void expect_jump(int signo) {
                 wait_for_signal();
               },
               "never read\n"});
-  rl_hold_signals();
+  block_signals(nullptr);
   EXPECT_TRUE(read_until_jump());
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(difference(before, signal_state()), "");
 }
 
@@ -390,9 +388,9 @@ LAYER_TEST(Jump, OutOfALongLineLeavesNothingOfItBehind) {
                 raise(SIGINT);
                 wait_for_signal();
               }});
-  rl_hold_signals();
+  block_signals(nullptr);
   EXPECT_TRUE(read_until_jump());
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(read_line({"next\n"}), "next");
 }
 
@@ -595,11 +593,11 @@ LAYER_TEST(Stop, InTheBackgroundLastsUntilItIsTheReadersTurn) {
 
 static void (*in_callback)();
 
+static void nothing() {}
+
 static char **callback(const char *, int, int) {
   rl_attempted_completion_over = 1;
-  rl_open_signals();
-  in_callback();
-  rl_close_signals();
+  run_callback(in_callback, nothing, false);
   return nullptr;
 }
 
@@ -732,14 +730,14 @@ LAYER_TEST(Callback, WhatIsNotActedOnBeforeTheLineEndsGoesToTheHandlerThatComesB
   EXPECT_EQ(handled[SIGCONT], 1);
 }
 
-LAYER_TEST(Callback, WithoutAHoldChangesNothing) {
+static SignalState before_callback;
+
+LAYER_TEST(Callback, OutsideALineChangesNothing) {
   const sigset_t set = set_of(SIGINT);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  const SignalState before = signal_state();
-  rl_open_signals();
-  EXPECT_EQ(difference(before, signal_state()), "");
-  rl_close_signals();
-  EXPECT_EQ(difference(before, signal_state()), "");
+  before_callback = signal_state();
+  run_callback([] { EXPECT_EQ(difference(before_callback, signal_state()), ""); }, nothing, true);
+  EXPECT_EQ(difference(before_callback, signal_state()), "");
 }
 
 // --- Other threads -------------------------------------------------------------------------------
@@ -851,12 +849,10 @@ LAYER_TEST(OtherThread, EverythingElseGoesFromTheMainThreadToTheReader) {
 
 // --- Between two lines ---------------------------------------------------------------------------
 
-LAYER_TEST(BetweenLines, LendingAndTakingBackChangeNothing) {
+LAYER_TEST(BetweenLines, ACallbackChangesNothing) {
   EXPECT_EQ(read_line({"first\n"}), "first");
   const SignalState before = signal_state();
-  rl_lend_signals();
-  rl_take_back_signals();
-  retake_signal_handlers();
+  run_callback(nothing, nothing, true);
   EXPECT_EQ(difference(before, signal_state()), "");
   EXPECT_EQ(read_line({"second\n"}), "second");
 }

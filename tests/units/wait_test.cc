@@ -8,7 +8,6 @@
 #include <cstdlib>
 
 #include "editline/base/wait_set.h"
-#include "editline/input/signals.h"
 #include "editline/readline.h"
 #include "layer_harness.h"
 
@@ -66,7 +65,8 @@ TEST(WaitSet, RemovingWhatItDoesNotHoldChangesNothing) {
   free(set.sets);
 }
 
-// --- rl_wait -------------------------------------------------------------------------------------
+// --- wait_for_input
+// -------------------------------------------------------------------------------------
 
 struct Pipe {
   int in;
@@ -104,7 +104,7 @@ static int move_up(int descriptor, int lowest) {
 static int wait_for(WaitSet *set, std::initializer_list<int> descriptors) {
   wait_set_clear(set);
   for (const int descriptor : descriptors) wait_set_add(set, descriptor);
-  return rl_wait(std::max(descriptors) + 1, set);
+  return wait_for_input(std::max(descriptors) + 1, set);
 }
 
 LAYER_TEST(Wait, TellsWhatIsReadable) {
@@ -171,7 +171,7 @@ LAYER_TEST(Wait, LeavesTheSetToBeFilledAgain) {
 
 LAYER_TEST(Wait, GoesBackToTheMaskFromBeforeTheHold) {
   set_handler(SIGUSR1, count_signal);
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   sigset_t blocked;
   sigemptyset(&blocked);
   sigaddset(&blocked, SIGUSR1);
@@ -188,14 +188,14 @@ LAYER_TEST(Wait, ASignalIsLetInThoughSomethingIsReadable) {
   static WaitSet set;
   set_handler(SIGUSR1, count_signal);
   const Pipe full = make_full_pipe();
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   for (int times = 1; times <= 3; ++times) {
     raise(SIGUSR1);
     EXPECT_EQ(wait_for(&set, {full.in}), 1);
     EXPECT_TRUE(wait_set_has(&set, full.in));
     EXPECT_EQ(handled[SIGUSR1], times);
   }
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Wait, ASignalThatWasBlockedBeforeTheHoldIsNot) {
@@ -206,11 +206,11 @@ LAYER_TEST(Wait, ASignalThatWasBlockedBeforeTheHoldIsNot) {
   sigaddset(&blocked, SIGUSR1);
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
   const Pipe full = make_full_pipe();
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   raise(SIGUSR1);
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   EXPECT_EQ(handled[SIGUSR1], 0);
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Wait, AnAdmittedSignalIsLetInThoughSomethingIsReadable) {
@@ -221,27 +221,26 @@ LAYER_TEST(Wait, AnAdmittedSignalIsLetInThoughSomethingIsReadable) {
   sigaddset(&blocked, SIGINT);
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
   const Pipe full = make_full_pipe();
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(&blocked));
   raise(SIGINT);
-  rl_admit_signals(&blocked);
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   EXPECT_EQ(handled[SIGINT], 1);
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Wait, WorksOnAfterTheApplicationClosedItsDescriptors) {
   static WaitSet set;
   set_handler(SIGUSR1, count_signal);
-  ASSERT_TRUE(rl_hold_signals());
-  rl_release_signals();
+  ASSERT_TRUE(block_signals(nullptr));
+  unblock_signals();
   const Pipe full = make_full_pipe();
   close_range(static_cast<unsigned>(std::max(full.in, full.out)) + 1, ~0U, 0);
   const int taken = move_up(make_pipe().in, 10);  // where the closed one may have been
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   raise(SIGUSR1);
   EXPECT_EQ(wait_for(&set, {full.in, taken}), 1);
   EXPECT_EQ(handled[SIGUSR1], 1);
-  rl_release_signals();
+  unblock_signals();
   EXPECT_EQ(fcntl(taken, F_GETFD) & FD_CLOEXEC, 0);
 }
 
@@ -249,8 +248,8 @@ LAYER_TEST(Wait, TakesNoStandardDescriptorThatIsClosed) {
   for (int descriptor = 0; descriptor < 3; ++descriptor) {
     const int kept = dup(descriptor);
     close(descriptor);
-    ASSERT_TRUE(rl_hold_signals());
-    rl_release_signals();
+    ASSERT_TRUE(block_signals(nullptr));
+    unblock_signals();
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1) << descriptor;
     dup2(kept, descriptor);
     close(kept);
@@ -261,7 +260,7 @@ LAYER_TEST(Wait, SignalsGetInAfterTheApplicationClosedItsDescriptorsMeanwhile) {
   static WaitSet set;
   set_handler(SIGUSR1, count_signal);
   const Pipe full = make_full_pipe();
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   close_range(static_cast<unsigned>(std::max(full.in, full.out)) + 1, ~0U, 0);
   raise(SIGUSR1);
   while (wait_for(&set, {full.in}) != 1) continue;
@@ -272,7 +271,7 @@ LAYER_TEST(Wait, SignalsGetInAfterTheApplicationClosedItsDescriptorsMeanwhile) {
   raise(SIGUSR1);
   EXPECT_EQ(wait_for(&set, {empty.in}), -1);
   EXPECT_EQ(handled[SIGUSR1], 2);
-  rl_release_signals();
+  unblock_signals();
 }
 
 LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
@@ -282,12 +281,12 @@ LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
   sigemptyset(&blocked);
   sigaddset(&blocked, SIGUSR1);
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   const pid_t child = fork();
   if (child == 0) {
-    rl_release_signals();
+    unblock_signals();
     pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
-    rl_hold_signals();
+    block_signals(nullptr);
     _exit(0);
   }
   waitpid(child, nullptr, 0);
@@ -295,7 +294,7 @@ LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
   const Pipe full = make_full_pipe();
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   EXPECT_EQ(handled[SIGUSR1], 0);
-  rl_release_signals();
+  unblock_signals();
 }
 
 // --- Without means -------------------------------------------------------------------------------
@@ -318,13 +317,13 @@ LAYER_TEST(NoDescriptors, ASignalStillEndsTheWait) {
   const Pipe empty = make_pipe();
   const Pipe full = make_full_pipe();
   use_up_descriptors();
-  ASSERT_TRUE(rl_hold_signals());
+  ASSERT_TRUE(block_signals(nullptr));
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   raise(SIGUSR1);
   EXPECT_EQ(handled[SIGUSR1], 0);
   EXPECT_EQ(wait_for(&set, {empty.in}), -1);
   EXPECT_EQ(handled[SIGUSR1], 1);
-  rl_release_signals();
+  unblock_signals();
   give_some_back();
 }
 

@@ -4,8 +4,9 @@
 #include <cctype>
 #include <cstring>
 
-#include "Cli/base/frame.h"
 #include "Cli/base/invariant.h"
+#include "Cli/calls/editor_setup.h"
+#include "Cli/history/history_modes.h"
 #include "Cli/history/history_store.h"
 #include "Cli/keys/history_limit.h"
 #include "editline/readline.h"

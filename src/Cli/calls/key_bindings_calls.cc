@@ -1,7 +1,7 @@
 // The Python calls that switch the completion keys and tell whether they are on.
 #include "Cli/calls/key_bindings_calls.h"
 
-#include "Cli/base/frame.h"
+#include "Cli/calls/editor_setup.h"
 #include "Cli/keys/key_bindings.h"
 #include "editline/readline.h"
 

@@ -1,7 +1,7 @@
 // The terminal: handing the input to a new user's, and its width.
 #include "Cli/calls/terminal_calls.h"
 
-#include "Cli/base/frame.h"
+#include "Cli/calls/editor_setup.h"
 #include "Cli/calls/history_calls.h"
 #include "editline/readline.h"
 

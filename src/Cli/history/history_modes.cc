@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Cli/history/history_store.h"
-
 static constexpr uint32_t first_capacity = 16;
 
 history_mode *find_history_mode(const char *key) {

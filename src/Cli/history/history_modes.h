@@ -2,11 +2,7 @@
 // also sees its ancestors' lines. No Python, no lock.
 #pragma once
 
-// One mode. Never changed or freed once made.
-struct history_mode {
-  char *key;             // owned
-  history_mode *parent;  // or null
-};
+#include "Cli/history/history_store.h"
 
 // The mode with this key, or null. A null or empty key is never found.
 history_mode *find_history_mode(const char *key);

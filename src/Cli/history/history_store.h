@@ -7,7 +7,11 @@
 
 #include <cstdint>
 
-#include "Cli/history/history_modes.h"
+// One history mode (history_modes.h). Never changed or freed once made.
+struct history_mode {
+  char *key;             // owned
+  history_mode *parent;  // or null
+};
 
 // One place in the list: an entry, or the head.
 struct hist_link {

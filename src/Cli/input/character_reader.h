@@ -3,13 +3,7 @@
 
 #include <cstdio>
 
-#include "Cli/base/python.h"
-
 // Waits for a byte on rl_instream, whatever `stream` is, and returns it as a signed char widened to
 // int; -1 at the end of input and after a failed read. The byte 255 cannot be told from that. Log
 // events are served while it waits, before a key that is there at the same time.
 int read_char(FILE *stream);
-
-// Python's loggingSyncEnabledIs(filename, callback=None): starts the log monitor, or stops it when
-// `callback` is None. The callable is borrowed for as long as the monitor runs.
-PyObject *py_loggingSyncEnabledIs(PyObject *self, PyObject *args);

@@ -4,10 +4,10 @@
 
 #include <cstring>
 
-#include "Cli/base/frame.h"
+#include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
-#include "Cli/calls/line_reading.h"
-#include "editline/input/signals.h"
+#include "Cli/base/python.h"
+#include "Cli/input/signal_jumps.h"
 #include "editline/readline.h"
 
 using lineedit::rl_done;
@@ -15,13 +15,38 @@ using lineedit::rl_end;
 using lineedit::rl_line_buffer;
 using lineedit::rl_point;
 
+PyObject *completionCallback = Py_None;
+
+// An exception that the callable raised, on its way through the editor to readline. The first is
+// null when there is none; the other two mean nothing then. References owned.
+static PyObject *py_lhandler_ptype;
+static PyObject *py_lhandler_pvalue;
+static PyObject *py_lhandler_ptraceback;
+
+// The completion in progress.
+static struct {
+  int key;
+  PyObject *answer;
+} completion;
+
 static constexpr char backspace = 8;
+
+// --- The exception -------------------------------------------------------------------------------
 
 // Takes the exception that stands and ends the read, so that readline can raise it.
 static void park_exception() {
   PyErr_Fetch(&py_lhandler_ptype, &py_lhandler_pvalue, &py_lhandler_ptraceback);
   rl_done = 1;
 }
+
+bool raise_parked_exception() {
+  if (py_lhandler_ptype == nullptr) return false;
+  PyErr_Restore(py_lhandler_ptype, py_lhandler_pvalue, py_lhandler_ptraceback);
+  py_lhandler_ptype = nullptr;
+  return true;
+}
+
+// --- The answer ----------------------------------------------------------------------------------
 
 // Deletes up to `count` characters at the end of the line.
 static void delete_at_end(int count) {
@@ -42,6 +67,10 @@ static void apply_text(const char *text) {
 }
 
 static void apply_answer(PyObject *answer) {
+  if (answer == nullptr) {
+    park_exception();
+    return;
+  }
   if (answer == Py_None) {
     lineedit::rl_forced_update_display();
     return;
@@ -53,32 +82,28 @@ static void apply_answer(PyObject *answer) {
     apply_text(text);
 }
 
-// The callable runs with signals let in: a Ctrl-C becomes KeyboardInterrupt inside it.
-static PyObject *call_completer(int key) {
-  lineedit::rl_open_signals();
-  PyObject *answer = PyObject_CallFunction(completionCallback, const_cast<char *>("csi"), key,
-                                           rl_line_buffer, rl_point);
-  lineedit::rl_close_signals();
-  return answer;
-}
+// --- The call ------------------------------------------------------------------------------------
 
-static void run_completion(int key) {
-  bind_signals_to_shell();
-  lineedit::rl_lend_signals();
+static void call_completer() {
   acquireGil();
   rl_point = rl_end;
   if (py_lhandler_ptype != nullptr)
     invariant_broken("py_lhandler_ptype == ((void *)0)", __LINE__, "complete_line");
-  lineedit::rl_begin_output();
-  PyObject *answer = call_completer(key);
-  lineedit::rl_take_back_signals();
-  if (answer == nullptr)
-    park_exception();
-  else
-    apply_answer(answer);
-  lineedit::rl_end_output();
-  Py_XDECREF(answer);
+  completion.answer = PyObject_CallFunction(completionCallback, const_cast<char *>("csi"),
+                                            completion.key, rl_line_buffer, rl_point);
+}
+
+static void take_answer() {
+  apply_answer(completion.answer);
+  Py_CLEAR(completion.answer);
   releaseGil();
+}
+
+// The callable runs under the shell's own handlers: a Ctrl-C becomes KeyboardInterrupt inside it.
+static void run_completion(int key) {
+  completion.key = key;
+  bind_signals_to_shell();
+  lineedit::run_callback(call_completer, take_answer, true);
   // With an exception parked the read is about to end, and readline puts the handlers right.
   if (py_lhandler_ptype == nullptr) bind_signals_to_module();
 }

@@ -1,6 +1,16 @@
 // Completion: from the editor's completion command to the Python callable and back.
 #pragma once
 
+// Python's own; named here so that code without Python can include this.
+typedef struct _object PyObject;
+
+// The completion callable of the latest readline call, or Python's None. Borrowed.
+extern PyObject *completionCallback;
+
+// Raises the exception that the callable of the latest completion has raised. Returns whether there
+// was one.
+bool raise_parked_exception();
+
 // The completion call as a command function of the editor: asks the callable of the readline call
 // in progress, with `key` as the key, and edits the line by its answer. Returns 0. Exported.
 extern "C" __attribute__((visibility("default"))) int complete_line(int count, int key);

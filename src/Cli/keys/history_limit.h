@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Cli/keys/key_bindings.h"
+#include "Cli/keys/keymaps.h"
 
 // One history command of the editor, with the key sequences taken from it, by keymap in the order
 // of `maps`. A list is null, or a malloc'ed null-terminated array of malloc'ed strings.

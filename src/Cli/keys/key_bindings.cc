@@ -4,18 +4,6 @@
 #include "Cli/keys/completion.h"
 
 unsigned char keyBindingsEnabledFlag;
-int keymapsSupported;
-
-lineedit::KeymapEntry emacs_standard_keymap[256];
-lineedit::KeymapEntry emacs_meta_keymap[256];
-lineedit::KeymapEntry emacs_ctlx_keymap[256];
-lineedit::KeymapEntry vi_movement_keymap[256];
-lineedit::KeymapEntry vi_insertion_keymap[256];
-
-lineedit::Keymap maps[keymap_count] = {
-    emacs_standard_keymap, emacs_meta_keymap,   emacs_ctlx_keymap,
-    vi_movement_keymap,    vi_insertion_keymap,
-};
 
 int bind_key_in_map(int key, lineedit::rl_command_func_t *function, lineedit::Keymap map) {
   if (keymapsSupported != 0) return lineedit::rl_bind_key_in_map(key, function, map);

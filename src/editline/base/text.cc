@@ -29,10 +29,16 @@ void set_text(LineText *text, const wchar_t *characters, size_t length) {
   append_text(text, characters, length);
 }
 
-void clear_text(LineText *text) {
+void wipe_text(LineText *text) {
   if (text->room > 0) explicit_bzero(text->characters, text->room * sizeof(wchar_t));
   free(text->characters);
   *text = {};
+}
+
+void wipe_bytes(char **bytes) {
+  if (*bytes != nullptr) explicit_bzero(*bytes, strlen(*bytes));
+  free(*bytes);
+  *bytes = nullptr;
 }
 
 void decode_text(LineText *text, const char *bytes) {
@@ -86,6 +92,12 @@ size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
   }
   *out = '\0';
   return static_cast<size_t>(out - bytes);
+}
+
+char *encode_text(const LineText *text) {
+  char *bytes = static_cast<char *>(malloc(encoded_size(text->length)));
+  encode_line(bytes, text->characters, text->length);
+  return bytes;
 }
 
 }  // namespace lineedit

@@ -19,8 +19,10 @@ void append_text(LineText *text, const wchar_t *characters, size_t length);
 // character becomes a negative one, as the character reader hands such bytes on: encode_line makes
 // the byte of it again.
 void decode_text(LineText *text, const char *bytes);
-// Frees it; what it held is nowhere any more.
-void clear_text(LineText *text);
+// Overwrites and frees what it holds, and makes it empty. The second does the same for malloc'ed
+// bytes, or null, and leaves null.
+void wipe_text(LineText *text);
+void wipe_bytes(char **bytes);
 bool same_text(const LineText *one, const LineText *other);
 
 // Writes `length` characters as bytes in the current locale, and a NUL, to `bytes`, which must have
@@ -28,5 +30,7 @@ bool same_text(const LineText *one, const LineText *other);
 // lacks comes out as '?'.
 size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
 size_t encoded_size(size_t length);
+// The same for a whole text, malloc'ed.
+char *encode_text(const LineText *text);
 
 }  // namespace lineedit

@@ -1,126 +1,47 @@
-// Keys: the editor commands that the layer adds, the keys that every line has, completion, and the
-// calls that bind keys.
-#include <sys/types.h>
+// The keys that every line has, and binding others.
+#include "editline/commands/bindings.h"
 
-#include <csignal>
+#include <histedit.h>
+
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <cwchar>
-#include <iterator>
-#include <utility>
 
 #include "editline/base/editor.h"
-#include "editline/base/text.h"
+#include "editline/base/line.h"
+#include "editline/base/terminal.h"
+#include "editline/base/variables.h"
+#include "editline/commands/completion.h"
+#include "editline/commands/editing.h"
 #include "editline/commands/history_search.h"
 #include "editline/commands/history_walk.h"
 #include "editline/input/keys.h"
-#include "editline/input/signals.h"
-#include "editline/readline.h"
 
 namespace lineedit {
 
-rl_completion_func_t *rl_attempted_completion_function;
-int rl_attempted_completion_over;
-int rl_inhibit_completion;
-int rl_completion_invoking_key;
-
-// The functions given to rl_add_defun, by key.
-static rl_command_func_t *added_functions[256];
-
-// --- Completion ----------------------------------------------------------------------------------
-
-// Characters that a word to complete does not reach across.
-static const wchar_t word_breaks[] = L" \t\n\"\\'`@$><=;|&{(";
-
-// The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in characters.
-static char *word_before_cursor(int *start, int *end) {
-  const LineInfoW *line = el_wline(layer.editor);
-  const wchar_t *word = line->cursor;
-  while (word > line->buffer && wcschr(word_breaks, word[-1]) == nullptr) --word;
-  *start = static_cast<int>(word - line->buffer);
-  *end = static_cast<int>(line->cursor - line->buffer);
-  const size_t length = static_cast<size_t>(line->cursor - word);
-  char *bytes = static_cast<char *>(malloc(encoded_size(length)));
-  encode_line(bytes, word, length);
-  return bytes;
-}
-
-static void free_list(char **list) {
-  if (list == nullptr) return;
-  for (char **string = list; *string != nullptr; ++string) free(*string);
-  free(list);
-}
-
-// Asks the hook. Returns whether the editor's own completion shall follow.
-static bool ask_completion_hook() {
-  int start, end;
-  char *word = word_before_cursor(&start, &end);
-  char **list = rl_attempted_completion_function(word, start, end);
-  free(word);
-  const bool answered = list != nullptr || rl_attempted_completion_over != 0;
-  free_list(list);
-  rl_attempted_completion_over = 0;
-  return !answered;
-}
-
-int rl_complete(int, int invoking_key) {
-  if (!initialise_layer()) return CC_ERROR;
-  if (rl_inhibit_completion != 0) {
-    const char key[] = {static_cast<char>(invoking_key), '\0'};
-    el_insertstr(layer.editor, key);
-    return CC_REFRESH;
-  }
-  publish_line();
-  rl_completion_invoking_key = invoking_key;
-  if (rl_attempted_completion_function != nullptr && !ask_completion_hook()) return CC_NORM;
-  return _el_fn_complete(layer.editor, invoking_key);
-}
-
-// --- Commands that the layer adds to the editor --------------------------------------------------
-
-// After a function of the application's: what the command returns, which is the end of the read
-// when the function asked for it. The function may have put signal handlers of its own in the
-// editor's place; with those a Ctrl-C would jump out of the rest of this line and leave the
-// terminal raw.
-static unsigned char finish_command(int status) {
-  retake_signal_handlers();
-  return static_cast<unsigned char>(rl_done != 0 ? CC_EOF : status);
-}
-
-static unsigned char complete_command(EditLine *, wint_t key) {
-  return finish_command(rl_complete(0, static_cast<int>(key)));
-}
-
-// Where the key is the terminal's suspend key, as it is as a rule, the terminal sends the signal
-// and the editor never sees the key.
-static unsigned char suspend_command(EditLine *, wint_t) {
-  kill(0, SIGTSTP);
-  return CC_NORM;
-}
-
-static unsigned char added_command(EditLine *, wint_t key) {
-  rl_command_func_t *function = added_functions[key & 0xff];
-  if (function == nullptr) return CC_ERROR;
-  publish_line();
-  function(1, static_cast<int>(key));
-  return finish_command(CC_NORM);
-}
-
-// libedit 3.1-20221030 moves the cursor when there are no two characters to exchange, and does not
-// show it.
-static unsigned char transpose_command(EditLine *, wint_t) {
-  static LineText line;
-  size_t cursor;
-  take_edited_line(&line, &cursor);
-  if (cursor < line.length) ++cursor;
-  if (cursor < 2) return CC_ERROR;
-  std::swap(line.characters[cursor - 2], line.characters[cursor - 1]);
-  set_edited_line(&line, cursor);
-  return CC_REFRESH;
-}
+// The functions of the application's that run as commands, by key.
+static struct { rl_command_func_t *functions[256]; } application;
 
 // --- The keys of every line ----------------------------------------------------------------------
+
+// The layer's own commands.
+static const struct {
+  const wchar_t *name;
+  const wchar_t *help;
+  unsigned char (*function)(EditLine *, wint_t);
+} commands[] = {
+    {L"rl_complete", L"Complete through the application's hook", complete},
+    {L"rl_tstp", L"Send the suspend signal", suspend},
+    {L"rl_transpose_chars", L"Exchange two characters", transpose_characters},
+    {L"rl_prev_history", L"Go to the next older line", go_to_older_line},
+    {L"rl_next_history", L"Go to the next newer line", go_to_newer_line},
+    {L"rl_search_prev_history", L"Go to the next older line with the text before the cursor in it",
+     go_to_older_match},
+    {L"rl_search_next_history", L"Go to the next newer line with the text before the cursor in it",
+     go_to_newer_match},
+    {L"rl_inc_search_prev", L"Search older lines while typing", search_older},
+    {L"rl_inc_search_next", L"Search newer lines while typing", search_newer},
+    {L"rl_search_key", L"Take a key of a search", take_search_key},
+};
 
 // Keys that every line has beyond the editor's emacs set.
 static const struct {
@@ -146,6 +67,25 @@ static const struct {
     {"\\e[5D", "ed-prev-word"},
     {"\\e\\e[C", "em-next-word"},
     {"\\e\\e[D", "ed-prev-word"},
+    // History.
+    {CAPTURING_KEY, "rl_search_key"},
+    {HIDDEN_KEY "d", "em-delete-prev-char"},
+    {"^R", "rl_inc_search_prev"},
+    {"^P", "rl_prev_history"},
+    {"\\e[A", "rl_prev_history"},
+    {"\\eOA", "rl_prev_history"},
+    {"^N", "rl_next_history"},
+    {"\\e[B", "rl_next_history"},
+    {"\\eOB", "rl_next_history"},
+    // Meta-p and Meta-n, with a capital letter too, behind an Escape and with the eighth bit set.
+    {"\\ep", "rl_search_prev_history"},
+    {"\\eP", "rl_search_prev_history"},
+    {"\\360", "rl_search_prev_history"},
+    {"\\320", "rl_search_prev_history"},
+    {"\\en", "rl_search_next_history"},
+    {"\\eN", "rl_search_next_history"},
+    {"\\356", "rl_search_next_history"},
+    {"\\316", "rl_search_next_history"},
 };
 
 // Keys of the editor's emacs set that are taken away, since libedit 3.1-20221030 dies of them. It
@@ -163,20 +103,22 @@ static const char *const removed_keys[] = {
     "\\e\\037",
 };
 
-void add_commands(EditLine *editor) {
-  // Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
-  el_wset(editor, EL_ADDFN, L"rl_complete", L"Complete through the application's hook",
-          complete_command);
-  el_wset(editor, EL_ADDFN, L"rl_tstp", L"Send the suspend signal", suspend_command);
-  el_wset(editor, EL_ADDFN, L"rl_transpose_chars", L"Exchange two characters", transpose_command);
+// Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
+static void add_commands() {
+  for (const auto &command : commands)
+    el_wset(editor.el, EL_ADDFN, command.name, command.help, command.function);
+}
+
+void bind_default_keys() {
+  add_commands();
   for (const auto &binding : default_bindings)
-    el_set(editor, EL_BIND, binding.keys, binding.command, nullptr);
+    el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
+  el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
+  el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
-    el_set(editor, EL_BIND, "^T", "rl_transpose_chars", nullptr);
-  for (const char *key : removed_keys) el_set(editor, EL_BIND, "-r", key, nullptr);
-  add_history_commands(editor);
-  add_search_commands(editor);
-  add_repeat_count(editor);
+    el_set(editor.el, EL_BIND, "^T", "rl_transpose_chars", nullptr);
+  for (const char *key : removed_keys) el_set(editor.el, EL_BIND, "-r", key, nullptr);
+  add_repeat_count(editor.el);
 }
 
 // --- Binding -------------------------------------------------------------------------------------
@@ -184,7 +126,7 @@ void add_commands(EditLine *editor) {
 static void bind_key_to_command(int key, const char *command) {
   char octal[8];
   snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(key));
-  el_set(layer.editor, EL_BIND, octal, command, nullptr);
+  el_set(editor.el, EL_BIND, octal, command, nullptr);
 }
 
 // libedit's commands that walk through history, and the layer's commands that an application gets
@@ -213,51 +155,34 @@ static void note_binding(const char **words) {
   if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
-static bool is_key(int key) {
-  return key >= 0 && key < static_cast<int>(std::size(added_functions));
-}
-
-int rl_parse_and_bind(const char *line) {
-  if (!initialise_layer()) return 1;
+bool run_editor_command(const char *line) {
   Tokenizer *tokenizer = tok_init(nullptr);
   int count = 0;
   const char **words = nullptr;
   const bool parsed = tok_str(tokenizer, line, &count, &words) == 0 && count > 0;
   if (parsed && count == 3 && strcmp(words[0], "bind") == 0) note_binding(words);
-  const int refused = parsed ? el_parse(layer.editor, count, words) : 1;
+  const bool accepted = parsed && el_parse(editor.el, count, words) == 0;
   tok_end(tokenizer);
-  return refused != 0 ? 1 : 0;
+  return accepted;
 }
 
-int rl_bind_key(int key, rl_command_func_t *function) {
-  if (function != rl_insert || !is_key(key)) return -1;
-  if (!initialise_layer()) return -1;
+void bind_key_to_itself(int key) {
   bind_key_to_command(key, "ed-insert");
   note_key_inserts(key, true);
-  return 0;
 }
 
-int rl_add_defun(const char *name, rl_command_func_t *function, int key) {
-  if (!is_key(key)) return -1;
-  if (!initialise_layer()) return -1;
-  added_functions[key] = function;
-  el_set(layer.editor, EL_ADDFN, name, name, added_command);
+static unsigned char run_application_command(EditLine *, wint_t key) {
+  rl_command_func_t *function = application.functions[key & 0xff];
+  if (function == nullptr) return CC_ERROR;
+  publish_line();
+  function(1, static_cast<int>(key));
+  return finish_command(CC_NORM);
+}
+
+void add_application_command(const char *name, rl_command_func_t *function, int key) {
+  application.functions[key] = function;
+  el_set(editor.el, EL_ADDFN, name, name, run_application_command);
   bind_key_to_command(key, name);
-  return 0;
 }
-
-int rl_insert(int count, int key) {
-  const char text[] = {static_cast<char>(key), '\0'};
-  for (int i = 0; i < count; ++i) rl_insert_text(text);
-  return 0;
-}
-
-rl_command_func_t *rl_named_function(const char *) { return nullptr; }
-
-char **rl_invoking_keyseqs_in_map(rl_command_func_t *, Keymap) { return nullptr; }
-
-int rl_bind_keyseq_in_map(const char *, rl_command_func_t *, Keymap) { return 0; }
-
-int rl_bind_key_in_map(int, rl_command_func_t *, Keymap) { return 0; }
 
 }  // namespace lineedit

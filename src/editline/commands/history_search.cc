@@ -19,9 +19,12 @@
 #include <iterator>
 
 #include "editline/base/editor.h"
+#include "editline/base/line.h"
+#include "editline/base/variables.h"
+#include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
 #include "editline/input/keys.h"
-#include "editline/readline.h"
+#include "editline/screen/display.h"
 
 namespace lineedit {
 
@@ -55,13 +58,18 @@ static struct {
   wchar_t latest[256];
 } search;
 
-static SearchState *now() { return &search.states[search.count - 1]; }
+static SearchState *current() { return &search.states[search.count - 1]; }
 
-void forget_search() { search.on = false; }
+static void take_search_off_screen();
 
-void forget_searches() {
-  clear_text(&search.origin);
-  clear_text(&search.line);
+void reset_search() {
+  search.on = false;
+  editor.leave_command = nullptr;
+}
+
+void wipe_search() {
+  wipe_text(&search.origin);
+  wipe_text(&search.line);
   search = {};
 }
 
@@ -75,13 +83,13 @@ static void read_line_searched(LineText *line) {
 }
 
 static bool pattern_is_at(size_t position) {
-  return position + now()->length <= search.line.length &&
-         wmemcmp(search.line.characters + position, search.pattern, now()->length) == 0;
+  return position + current()->length <= search.line.length &&
+         wmemcmp(search.line.characters + position, search.pattern, current()->length) == 0;
 }
 
 // The nearest place of the pattern in the line from `from` on. Returns whether there is one.
 static bool find_in_line(long from, size_t *found) {
-  const long step = now()->older ? -1 : 1;
+  const long step = current()->older ? -1 : 1;
   for (long at = from; at >= 0 && at <= static_cast<long>(search.line.length); at += step) {
     if (!pattern_is_at(static_cast<size_t>(at))) continue;
     *found = static_cast<size_t>(at);
@@ -105,19 +113,19 @@ static bool take_line_at_place() {
   return true;
 }
 
-static long far_end() { return now()->older ? static_cast<long>(search.line.length) : 0; }
+static long far_end() { return current()->older ? static_cast<long>(search.line.length) : 0; }
 
 // Looks for the pattern from the place `from` in the line shown on, and then in the next lines.
 static bool find(long from) {
   const int start = lines_back();
-  bool found = find_in_line(from, &now()->cursor);
-  while (!found && step_in_history(now()->older)) {
+  bool found = find_in_line(from, &current()->cursor);
+  while (!found && step_in_history(current()->older)) {
     if (!take_line_at_place()) continue;
     found = true;
-    if (!find_in_line(far_end(), &now()->cursor)) now()->cursor = 0;
+    if (!find_in_line(far_end(), &current()->cursor)) current()->cursor = 0;
   }
   if (!found) return_in_history(start);
-  now()->back = lines_back();
+  current()->back = lines_back();
   return found;
 }
 
@@ -126,7 +134,7 @@ static bool find(long from) {
 // The line with the search below it, in the editor.
 static void show_search() {
   static LineText shown;
-  const SearchState *state = now();
+  const SearchState *state = current();
   set_text(&shown, search.line.characters, search.line.length);
   append_text(&shown, state->older ? L"\nbck" : L"\nfwd", 4);
   append_text(&shown, state->failed ? L"?" : L":", 1);
@@ -135,7 +143,7 @@ static void show_search() {
 }
 
 static unsigned char show_result(bool found) {
-  now()->failed = !found;
+  current()->failed = !found;
   show_search();
   return found ? CC_REFRESH : CC_REFRESH_BEEP;
 }
@@ -153,36 +161,36 @@ static unsigned char begin_search(bool older) {
   search.pattern[0] = L'\0';
   search.pattern_bytes[0] = '\0';
   search.on = true;
+  editor.leave_command = take_search_off_screen;
   capture_keys(true);
   show_search();
   return CC_REFRESH;
 }
 
 static void leave_search() {
-  if (now()->length > 0) wcscpy(search.latest, search.pattern);
-  search.on = false;
+  if (current()->length > 0) wcscpy(search.latest, search.pattern);
+  reset_search();
   capture_keys(false);
 }
 
 // The editor's line is the line found.
 static unsigned char end_search() {
   leave_search();
-  set_edited_line(&search.line, now()->cursor);
+  set_edited_line(&search.line, current()->cursor);
   return CC_REFRESH;
 }
 
 static unsigned char abort_search() {
   return_in_history(search.origin_back);
   set_text(&search.line, search.origin.characters, search.origin.length);
-  now()->cursor = search.origin_cursor;
+  current()->cursor = search.origin_cursor;
   end_search();
   return CC_REFRESH_BEEP;
 }
 
-void take_search_off_screen() {
-  if (!search.on) return;
+static void take_search_off_screen() {
   leave_search();
-  set_line_in_wait(&search.line, now()->cursor);
+  set_line_in_wait(&search.line, current()->cursor);
   redraw_in_place();
 }
 
@@ -191,16 +199,16 @@ void take_search_off_screen() {
 // Returns false where there is no room for one more.
 static bool add_state() {
   if (search.count == static_cast<int>(std::size(search.states))) return false;
-  search.states[search.count] = *now();
+  search.states[search.count] = *current();
   ++search.count;
   return true;
 }
 
 static bool extend_pattern(wchar_t character) {
-  if (now()->length + 1 >= std::size(search.pattern)) return false;
-  search.pattern[now()->length++] = character;
-  search.pattern[now()->length] = L'\0';
-  encode_line(search.pattern_bytes, search.pattern, now()->length);
+  if (current()->length + 1 >= std::size(search.pattern)) return false;
+  search.pattern[current()->length++] = character;
+  search.pattern[current()->length] = L'\0';
+  encode_line(search.pattern_bytes, search.pattern, current()->length);
   return true;
 }
 
@@ -210,7 +218,7 @@ static unsigned char search_for_more(wchar_t character) {
     --search.count;
     return CC_ERROR;
   }
-  return show_result(find(static_cast<long>(now()->cursor)));
+  return show_result(find(static_cast<long>(current()->cursor)));
 }
 
 // libedit's words.
@@ -220,8 +228,8 @@ static bool is_in_word(wchar_t character) {
 }
 
 static unsigned char search_for_next_word() {
-  if (now()->failed || !add_state()) return CC_ERROR;
-  const wchar_t *at = search.line.characters + now()->cursor + now()->length;
+  if (current()->failed || !add_state()) return CC_ERROR;
+  const wchar_t *at = search.line.characters + current()->cursor + current()->length;
   const wchar_t *const end = search.line.characters + search.line.length;
   bool extended = true;
   while (extended && at < end && !is_in_word(*at)) extended = extend_pattern(*at++);
@@ -232,13 +240,13 @@ static unsigned char search_for_next_word() {
 static bool take_latest_pattern() {
   for (const wchar_t *character = search.latest; *character != L'\0'; ++character)
     extend_pattern(*character);
-  return now()->length > 0;
+  return current()->length > 0;
 }
 
 // Once more from the far end of history on.
 static bool find_from_far_end() {
   const int start = lines_back();
-  if (now()->older)
+  if (current()->older)
     return_in_history(0);
   else
     while (step_in_history(true)) continue;
@@ -246,29 +254,29 @@ static bool find_from_far_end() {
   if (find(far_end())) return true;
   return_in_history(start);
   read_line_searched(&search.line);
-  now()->back = start;
+  current()->back = start;
   return false;
 }
 
 static unsigned char search_on(bool older) {
   if (!add_state()) return CC_ERROR;
-  const bool turned = now()->older != older;
-  now()->older = older;
-  long from = static_cast<long>(now()->cursor);
-  if (now()->length == 0) {
+  const bool turned = current()->older != older;
+  current()->older = older;
+  long from = static_cast<long>(current()->cursor);
+  if (current()->length == 0) {
     if (!take_latest_pattern()) return show_result(true);
   } else if (!turned) {
     from += older ? -1 : 1;
   }
-  return show_result(now()->failed && !turned ? find_from_far_end() : find(from));
+  return show_result(current()->failed && !turned ? find_from_far_end() : find(from));
 }
 
 static unsigned char search_for_less() {
   if (search.count == 1) return CC_ERROR;
   --search.count;
-  search.pattern[now()->length] = L'\0';
-  encode_line(search.pattern_bytes, search.pattern, now()->length);
-  return_in_history(now()->back);
+  search.pattern[current()->length] = L'\0';
+  encode_line(search.pattern_bytes, search.pattern, current()->length);
+  return_in_history(current()->back);
   read_line_searched(&search.line);
   show_search();
   return CC_REFRESH;
@@ -281,10 +289,10 @@ static bool more_has_been_typed() {
 
 // An Escape ends the search, and what follows it is text. But for an arrow key or its like, which
 // ends the search as any other key does.
-static unsigned char end_search_at_escape(EditLine *editor) {
+static unsigned char end_search_at_escape(EditLine *el) {
   capture_keys(false);
   wchar_t next;
-  if (more_has_been_typed() && el_wgetc(editor, &next) == 1) {
+  if (more_has_been_typed() && el_wgetc(el, &next) == 1) {
     if (next == L'[' || next == L'O') put_back_key(L'\033');
     put_back_key(next);
   }
@@ -308,7 +316,7 @@ static bool is_part_of_pattern(wchar_t key) {
   return key >= static_cast<wchar_t>(std::size(runs_command)) || !runs_command[key];
 }
 
-static unsigned char search_key_command(EditLine *editor, wint_t) {
+unsigned char take_search_key(EditLine *el, wint_t) {
   const wchar_t key = captured_key();
   if (!search.on) return CC_ERROR;
   switch (key) {
@@ -324,23 +332,13 @@ static unsigned char search_key_command(EditLine *editor, wint_t) {
     case L'\a':
       return abort_search();
     case L'\033':
-      return end_search_at_escape(editor);
+      return end_search_at_escape(el);
     default:
       return is_part_of_pattern(key) ? search_for_more(key) : end_search_with(key);
   }
 }
 
-static unsigned char search_older_command(EditLine *, wint_t) { return begin_search(true); }
-static unsigned char search_newer_command(EditLine *, wint_t) { return begin_search(false); }
-
-void add_search_commands(EditLine *editor) {
-  el_wset(editor, EL_ADDFN, L"rl_inc_search_prev", L"Search older lines while typing",
-          search_older_command);
-  el_wset(editor, EL_ADDFN, L"rl_inc_search_next", L"Search newer lines while typing",
-          search_newer_command);
-  el_wset(editor, EL_ADDFN, L"rl_search_key", L"Take a key of a search", search_key_command);
-  el_set(editor, EL_BIND, CAPTURING_KEY, "rl_search_key", nullptr);
-  el_set(editor, EL_BIND, "^R", "rl_inc_search_prev", nullptr);
-}
+unsigned char search_older(EditLine *, wint_t) { return begin_search(true); }
+unsigned char search_newer(EditLine *, wint_t) { return begin_search(false); }
 
 }  // namespace lineedit

@@ -5,16 +5,16 @@
 
 namespace lineedit {
 
-// Adds the commands that begin a search for older and for newer lines, and binds the keys.
-void add_search_commands(EditLine *editor);
+// Editor commands: begin a search for older and for newer lines.
+unsigned char search_older(EditLine *el, wint_t key);
+unsigned char search_newer(EditLine *el, wint_t key);
+// Editor command: take a key of a search.
+unsigned char take_search_key(EditLine *el, wint_t key);
 
 // At the start of a line: nothing is searched for.
-void forget_search();
+void reset_search();
 // For another user: nothing of what was searched for or typed is kept.
-void forget_searches();
-// Before the read ends in the midst of a search: leaves the line found on the screen, without the
-// pattern.
-void take_search_off_screen();
+void wipe_search();
 
 // For the search's keys: whether the key, a printable ASCII character, stands for itself, as all do
 // at first. One that runs a command ends the search. (What the user's own settings bind is not

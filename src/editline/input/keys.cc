@@ -11,15 +11,13 @@
 #include <cwchar>
 #include <iterator>
 
-#include "editline/base/editor.h"
-#include "editline/base/text.h"
-#include "editline/input/signals.h"
-#include "editline/readline.h"
+#include "editline/base/line.h"
+#include "editline/base/variables.h"
+#include "editline/input/wait.h"
+#include "editline/screen/display.h"
 #include "editline/screen/rows.h"
 
 namespace lineedit {
-
-rl_getc_func_t *rl_getc_function;
 
 static struct {
   // Keys that were given back, the next one first.
@@ -31,6 +29,8 @@ static struct {
   wchar_t captured;
   // The repeat count of the key that comes next, or whose command is running; 0 for none.
   int repeat;
+  // What the layer's own reader waits on, kept for its storage.
+  WaitSet ready;
 } keys;
 
 // --- From the terminal ---------------------------------------------------------------------------
@@ -44,15 +44,14 @@ static int read_from_hook(EditLine *, wchar_t *character) {
 
 // Waits for one byte and reads it. Returns as read does.
 static ssize_t read_byte(char *byte) {
-  static WaitSet ready;
   const int fd = fileno(rl_instream);
   ssize_t got;
-  wait_set_clear(&ready);
+  wait_set_clear(&keys.ready);
   do {
-    do wait_set_add(&ready, fd);
-    while (rl_wait(fd + 1, &ready) <= 0);
+    do wait_set_add(&keys.ready, fd);
+    while (wait_for_input(fd + 1, &keys.ready) <= 0);
     got = read(fd, byte, 1);
-  } while (got == 0 && rl_read_was_too_late(fd));
+  } while (got == 0 && input_was_dropped(fd));
   return got;
 }
 
@@ -82,41 +81,8 @@ static int read_character(EditLine *, wchar_t *character) {
   return 1;
 }
 
-static int read_new_key(EditLine *editor, wchar_t *key) {
-  return rl_getc_function != nullptr ? read_from_hook(editor, key) : read_character(editor, key);
-}
-
-// --- The room in the line ------------------------------------------------------------------------
-
-// Whether the line ends in a row that a command of libedit's has put there, which reads keys itself
-// and may hold on to the buffer.
-static bool ends_in_row_of_command(const LineText *line) {
-  static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
-  const wchar_t *row = wcsrchr(line->characters, L'\n');
-  if (row == nullptr) return false;
-  for (const wchar_t *beginning : beginnings)
-    if (wcsncmp(row + 1, beginning, wcslen(beginning)) == 0) return true;
-  return false;
-}
-
-// libedit 3.1-20221030 deletes by moving what is behind, as many characters as the line has,
-// including those that were deleted: it reads beyond the buffer when that is more than half full.
-// So it never is.
-static void make_room_in_line(const LineInfoW *line) {
-  if (!layer.terminal_is_raw || !editing_is_on()) return;
-  static LineText kept;
-  static LineText longer;
-  set_text(&kept, line->buffer, static_cast<size_t>(line->lastchar - line->buffer));
-  if (ends_in_row_of_command(&kept)) return;
-  longer.length = 0;
-  for (int i = 0; i < 4; ++i) append_text(&longer, kept.characters, kept.length);
-  el_wreplacestr(layer.editor, longer.characters);
-  el_wreplacestr(layer.editor, kept.characters);
-  layer.line_room = longer.length;
-}
-
-static bool line_outgrows_room(const LineInfoW *line) {
-  return static_cast<size_t>(line->lastchar - line->buffer) * 2 > layer.line_room;
+static int read_new_key(EditLine *el, wchar_t *key) {
+  return rl_getc_function != nullptr ? read_from_hook(el, key) : read_character(el, key);
 }
 
 // --- The reading function ------------------------------------------------------------------------
@@ -128,19 +94,19 @@ static int next_put_back(wchar_t *key) {
   return 1;
 }
 
-static int next_key(EditLine *editor, wchar_t *key) {
+static int next_key(EditLine *el, wchar_t *key) {
   if (keys.put_back_count > 0) return next_put_back(key);
   keys.repeat = 0;
-  return read_new_key(editor, key);
+  return read_new_key(el, key);
 }
 
-static int read_captured(EditLine *editor, wchar_t *key) {
+static int read_captured(EditLine *el, wchar_t *key) {
   if (keys.capturing_due) {
     keys.capturing_due = false;
     *key = L'k';
     return 1;
   }
-  const int got = next_key(editor, &keys.captured);
+  const int got = next_key(el, &keys.captured);
   if (got != 1) keys.capturing = false;
   // What happened in the wait may have ended it.
   keys.capturing_due = keys.capturing;
@@ -148,12 +114,11 @@ static int read_captured(EditLine *editor, wchar_t *key) {
   return got;
 }
 
-static int read_key(EditLine *editor, wchar_t *key) {
-  const LineInfoW *line = el_wline(editor);
-  if (line_outgrows_room(line)) make_room_in_line(line);
+static int read_key(EditLine *el, wchar_t *key) {
+  keep_room_in_line();
   if (fit_screen_to_line()) redraw_in_place();
-  if (keys.capturing || keys.capturing_due) return read_captured(editor, key);
-  return next_key(editor, key);
+  if (keys.capturing || keys.capturing_due) return read_captured(el, key);
+  return next_key(el, key);
 }
 
 el_rfunc_t key_reader() { return read_key; }
@@ -167,7 +132,11 @@ void capture_keys(bool on) { keys.capturing = on; }
 
 wchar_t captured_key() { return keys.captured; }
 
-void forget_keys() { keys = {}; }
+void reset_keys() {
+  const WaitSet storage = keys.ready;
+  keys = {};
+  keys.ready = storage;
+}
 
 // --- Repeat counts -------------------------------------------------------------------------------
 
@@ -179,11 +148,11 @@ static bool ends_sequence(wchar_t character) {
 }
 
 // Reads on to the end of the key that begins with `first`, and gives it back.
-static void put_back_whole_key(EditLine *editor, wchar_t first) {
+static void put_back_whole_key(EditLine *el, wchar_t first) {
   wchar_t key[std::size(keys.put_back)] = {first};
   size_t length = 1;
   bool sequence = first == L'\033';
-  while (sequence && length < std::size(key) && el_wgetc(editor, &key[length]) == 1) {
+  while (sequence && length < std::size(key) && el_wgetc(el, &key[length]) == 1) {
     ++length;
     if (length == 2)
       sequence = key[1] == L'[' || key[1] == L'O';
@@ -195,33 +164,33 @@ static void put_back_whole_key(EditLine *editor, wchar_t first) {
 
 // libedit 3.1-20221030 takes a count of a million: a key more, and it is busy for seconds, with
 // hundreds of megabytes. So the digits are read here, and it gets those of a smaller count.
-static unsigned char repeat_count_command(EditLine *editor, wint_t key) {
+static unsigned char repeat_count_command(EditLine *el, wint_t key) {
   int count = static_cast<int>(key & 0x7f) - '0';
   wchar_t next = 0;
   for (;;) {
-    if (el_wgetc(editor, &next) != 1) return CC_EOF;
+    if (el_wgetc(el, &next) != 1) return CC_EOF;
     if (next < L'0' || next > L'9') break;
     count = count * 10 + static_cast<int>(next - L'0');
     if (count > greatest_repeat) count = greatest_repeat;
   }
-  put_back_whole_key(editor, next);
+  put_back_whole_key(el, next);
   keys.repeat = count;
   wchar_t digits[8];
   swprintf(digits, std::size(digits), L"\377%d", count);
-  el_wpush(editor, digits);
+  el_wpush(el, digits);
   return CC_NORM;
 }
 
-void add_repeat_count(EditLine *editor) {
-  el_wset(editor, EL_ADDFN, L"rl_digit_argument", L"Begin a repeat count", repeat_count_command);
+void add_repeat_count(EditLine *el) {
+  el_wset(el, EL_ADDFN, L"rl_digit_argument", L"Begin a repeat count", repeat_count_command);
   for (int digit = 0; digit <= 9; ++digit) {
     char sequence[16];
     snprintf(sequence, sizeof sequence, HIDDEN_KEY "%d", digit);
-    el_set(editor, EL_BIND, sequence, "ed-argument-digit", nullptr);
+    el_set(el, EL_BIND, sequence, "ed-argument-digit", nullptr);
     snprintf(sequence, sizeof sequence, "\\e%d", digit);
-    el_set(editor, EL_BIND, sequence, "rl_digit_argument", nullptr);
+    el_set(el, EL_BIND, sequence, "rl_digit_argument", nullptr);
     snprintf(sequence, sizeof sequence, "\\%03o", 0x80 + '0' + digit);
-    el_set(editor, EL_BIND, sequence, "rl_digit_argument", nullptr);
+    el_set(el, EL_BIND, sequence, "rl_digit_argument", nullptr);
   }
 }
 

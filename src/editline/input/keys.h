@@ -29,6 +29,6 @@ void add_repeat_count(EditLine *editor);
 int repeat_count();
 
 // At the start of a line: nothing is put back, captured or counted.
-void forget_keys();
+void reset_keys();
 
 }  // namespace lineedit

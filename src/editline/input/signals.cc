@@ -1,19 +1,12 @@
-// Which signals reach the process while a line is read, and when.
+// Handlers of signals while a line is read.
 #include "editline/input/signals.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "editline/base/editor.h"
-#include "editline/base/kept_descriptor.h"
-#include "editline/commands/history_search.h"
-#include "editline/readline.h"
-#include "editline/screen/rows.h"
+#include "editline/base/terminal.h"
 
 namespace lineedit {
 
@@ -25,87 +18,22 @@ static constexpr int watched_count = sizeof watched / sizeof watched[0];
 // It is to be passed on to the disposition that the read found.
 static constexpr sig_atomic_t arrived = 1;
 // That has been done, in a callback; the terminal and our handler are to be put back in place.
-static constexpr sig_atomic_t passed_on = 2;
+static constexpr sig_atomic_t passed_on_already = 2;
 
 static struct {
-  // Held back from the reading thread, between rl_hold_signals and rl_release_signals.
-  bool held;
-  // The mask before the hold: what the wait opens and the release goes back to.
-  sigset_t outside;
-  // The mask during the hold.
-  sigset_t inside;
-  // Our handler is in place; `reader` and `found` are valid.
-  bool taken;
+  // Our handlers are in place; `reader` and `found` are valid.
+  bool installed;
   pthread_t reader;
   // The dispositions that the read found, by index into `watched`.
   struct sigaction found[watched_count];
   // A callback runs on the reading thread, with signals let in.
   volatile sig_atomic_t in_callback;
-  // Signals that arrived and wait for rl_wait to act on them: one of the marks below, or 0.
+  // Signals that arrived and wait to be acted on: one of the marks above, or 0.
   volatile sig_atomic_t noted[watched_count];
   volatile sig_atomic_t any_noted;
   // Signals whose default action, which a callback runs under, is ours to take meanwhile.
   volatile sig_atomic_t covered[watched_count];
 } signals;
-
-// A descriptor that is readable when a held signal has arrived. pselect, which opens the mask only
-// if it has to wait, would pass over them for as long as keys keep coming. Kept from line to line;
-// -1 when there is none.
-static int arrivals = -1;
-
-// --- The hold ------------------------------------------------------------------------------------
-
-// Signals that are never held. A fault of the code being run would end the process without the
-// handler that somebody may have for it. And the terminal driver stops a process in the background
-// only where the last two are not blocked; else reads fail and settings are changed.
-static constexpr int never_held[] = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL, SIGSEGV,
-                                     SIGSYS,  SIGTRAP, SIGTTIN, SIGTTOU};
-
-// The held signals that the wait lets in.
-static sigset_t signals_to_let_in() {
-  sigset_t set = signals.inside;
-  for (int signo = 1; signo < NSIG; ++signo)
-    if (sigismember(&signals.outside, signo) == 1) sigdelset(&set, signo);
-  return set;
-}
-
-// Makes `arrivals` tell of the signals to let in. The application may have closed it meanwhile, and
-// something else may have its number now.
-static void watch_arrivals() {
-  const sigset_t set = signals_to_let_in();
-  if (arrivals < 0 || signalfd(arrivals, &set, 0) < 0)
-    keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), &arrivals);
-}
-
-bool rl_hold_signals() {
-  if (signals.held) return false;
-  sigset_t set;
-  sigfillset(&set);
-  for (const int signo : never_held) sigdelset(&set, signo);
-  pthread_sigmask(SIG_BLOCK, &set, &signals.outside);
-  sigorset(&signals.inside, &signals.outside, &set);
-  signals.held = true;
-  watch_arrivals();
-  return true;
-}
-
-void rl_release_signals() {
-  if (!signals.held) return;
-  signals.held = false;
-  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
-}
-
-void rl_admit_signals(const sigset_t *set) {
-  bool changed = false;
-  for (const int signo : watched) {
-    if (sigismember(set, signo) != 1 || sigismember(&signals.outside, signo) != 1) continue;
-    sigdelset(&signals.outside, signo);
-    changed = true;
-  }
-  if (changed) watch_arrivals();
-}
-
-// --- Arrival -------------------------------------------------------------------------------------
 
 static int index_of(int signo) {
   int which = 0;
@@ -113,9 +41,22 @@ static int index_of(int signo) {
   return which;
 }
 
-bool is_main_thread() { return gettid() == getpid(); }
+// A fault of the code being run would end the process without the handler that somebody may have
+// for it. And the terminal driver stops a process in the background only where the last two are not
+// blocked; else reads fail and settings are changed.
+static constexpr int never_blocked[] = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL, SIGSEGV,
+                                        SIGSYS,  SIGTRAP, SIGTTIN, SIGTTOU};
 
-static bool changes_display_only(int signo) { return signo == SIGCONT || signo == SIGWINCH; }
+sigset_t blockable_signals() {
+  sigset_t set;
+  sigfillset(&set);
+  for (const int signo : never_blocked) sigdelset(&set, signo);
+  return set;
+}
+
+// --- Arrival -------------------------------------------------------------------------------------
+
+static bool is_main_thread() { return gettid() == getpid(); }
 
 static bool ends_process(int signo) {
   return signo == SIGTERM || signo == SIGHUP || signo == SIGQUIT;
@@ -134,9 +75,9 @@ static void hand_to(const struct sigaction *disposition, int signo) {
 }
 
 // As a rule the kernel gives a signal for the process to the main thread if that lets it in, else
-// to any. So on another thread it came because the reader holds it just now: it goes to the reader.
-// The main thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which the
-// reading calls rule out: their handler must see that, so it runs here.
+// to any. So on another thread it came because the reader blocks it just now: it goes to the
+// reader. The main thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which
+// the reading calls rule out: their handler must see that, so it runs here.
 static void arrived_on_other_thread(int which) {
   const int signo = watched[which];
   const bool misdirected = is_main_thread() && (signo == SIGINT || signo == SIGTSTP);
@@ -153,7 +94,7 @@ static void arrived_in_callback(int which) {
     note(which, arrived);
     return;
   }
-  note(which, passed_on);
+  note(which, passed_on_already);
   make_terminal_cooked();
   const struct sigaction default_action = {};
   hand_to(covered ? &default_action : &signals.found[which], watched[which]);
@@ -171,48 +112,62 @@ static void signal_arrived(int signo) {
   errno = saved_errno;
 }
 
+bool signal_was_noted() { return signals.any_noted != 0 && signals.installed; }
+
+bool take_noted_signal(int *signo, bool *passed_on) {
+  for (int which = 0; which < watched_count; ++which) {
+    if (signals.noted[which] == 0) continue;
+    *signo = watched[which];
+    *passed_on = signals.noted[which] == passed_on_already;
+    signals.noted[which] = 0;
+    return true;
+  }
+  signals.any_noted = 0;
+  return false;
+}
+
 // --- Dispositions --------------------------------------------------------------------------------
 
 // A signal that the application ignores stays ignored, and stays so for programs that it starts.
 static bool is_left_ignored(int which) {
-  return signals.found[which].sa_handler == SIG_IGN && !changes_display_only(watched[which]);
+  const bool changes_display_only = watched[which] == SIGCONT || watched[which] == SIGWINCH;
+  return signals.found[which].sa_handler == SIG_IGN && !changes_display_only;
 }
 
 static void install_handler(int which, struct sigaction *found) {
   struct sigaction ours = {};
   ours.sa_handler = signal_arrived;
-  ours.sa_mask = signals.inside;
+  ours.sa_mask = blockable_signals();
   ours.sa_flags = SA_RESTART;
   sigaction(watched[which], &ours, found);
 }
 
-static void take_handler(int which) {
-  install_handler(which, &signals.found[which]);
-  if (is_left_ignored(which)) sigaction(watched[which], &signals.found[which], nullptr);
+void install_signal_handlers() {
+  signals.reader = pthread_self();
+  signals.installed = true;
+  for (int which = 0; which < watched_count; ++which) {
+    install_handler(which, &signals.found[which]);
+    if (is_left_ignored(which)) sigaction(watched[which], &signals.found[which], nullptr);
+  }
 }
 
-static void retake_handler(int which) {
+void reinstall_signal_handler(int signo) {
+  const int which = index_of(signo);
   if (is_left_ignored(which))
-    sigaction(watched[which], &signals.found[which], nullptr);
+    sigaction(signo, &signals.found[which], nullptr);
   else
     install_handler(which, nullptr);
 }
 
-void take_signal_handlers() {
-  signals.reader = pthread_self();
-  signals.taken = true;
-  for (int which = 0; which < watched_count; ++which) take_handler(which);
-}
-
-void retake_signal_handlers() {
-  if (!signals.taken) return;
-  retake_handler(index_of(SIGINT));
-  retake_handler(index_of(SIGTSTP));
+void reinstall_displaced_handlers() {
+  if (!signals.installed) return;
+  reinstall_signal_handler(SIGINT);
+  reinstall_signal_handler(SIGTSTP);
 }
 
 // What was noted and not acted on belongs to the dispositions that come back now.
-void give_back_signal_handlers() {
-  signals.taken = false;
+void restore_signal_handlers() {
+  signals.installed = false;
   signals.any_noted = 0;
   for (int which = 0; which < watched_count; ++which) {
     sigaction(watched[which], &signals.found[which], nullptr);
@@ -221,142 +176,19 @@ void give_back_signal_handlers() {
   }
 }
 
-// --- Acting on a signal, between two keys --------------------------------------------------------
-
-// Lets one signal through to the disposition that the read found. That may end or stop the process,
-// or jump away: everything is given back before, and taken again only if it returns.
-static void let_found_disposition_act(int which) {
-  give_back_signal_handlers();
-  pthread_kill(pthread_self(), watched[which]);
-  sigset_t open = signals.inside;
-  sigdelset(&open, watched[which]);
-  pthread_sigmask(SIG_SETMASK, &open, nullptr);
-  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
-  take_signal_handlers();
-}
-
-static bool found_disposition_is_a_handler(int which) {
-  return signals.found[which].sa_handler != SIG_DFL && signals.found[which].sa_handler != SIG_IGN;
-}
-
-// Whoever stopped the process may have changed the terminal, which the editor takes for raw. Where
-// it is so, keys are on their way that must not meet it otherwise.
-static void restore_raw_terminal() {
-  if (hands_over_single_keys(fileno(rl_instream))) return;
-  make_terminal_cooked();
-  make_terminal_raw();
-}
-
-static void act_on_display_change(int which) {
-  if (watched[which] == SIGWINCH) {
-    forget_screen();
-    el_resize(layer.editor);
-    fit_screen_to_line();
-  } else {
-    restore_raw_terminal();
-  }
-  if (found_disposition_is_a_handler(which)) let_found_disposition_act(which);
-  rl_forced_update_display();
-}
-
-static void act_on(int which) {
-  const sig_atomic_t mark = signals.noted[which];
-  signals.noted[which] = 0;
-  if (changes_display_only(watched[which])) {
-    act_on_display_change(which);
-    return;
-  }
-  if (mark == passed_on) {
-    retake_handler(which);
-  } else {
-    take_search_off_screen();
-    make_terminal_cooked();
-    let_found_disposition_act(which);
-  }
-  make_terminal_raw();
-}
-
-static void act_on_noted_signals() {
-  signals.any_noted = 0;
-  for (int which = 0; which < watched_count; ++which)
-    if (signals.noted[which] != 0) act_on(which);
-}
-
-// --- The wait ------------------------------------------------------------------------------------
-
-// True also for a closed descriptor.
-static bool reading_returns_at_once(int descriptor) {
-  struct pollfd entry = {descriptor, POLLIN, 0};
-  return poll(&entry, 1, 0) == 1;
-}
-
-bool rl_read_was_too_late(int descriptor) {
-  struct pollfd entry = {descriptor, POLLIN, 0};
-  return layer.terminal_is_raw && poll(&entry, 1, 0) >= 0 &&
-         (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
-}
-
-// For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
-// read and takes the others out. Returns how many are left.
-static int keep_readable_descriptors(int count, WaitSet *readable) {
-  int kept = 0;
-  for (int descriptor = 0; descriptor < count; ++descriptor) {
-    if (!wait_set_has(readable, descriptor)) continue;
-    if (reading_returns_at_once(descriptor))
-      ++kept;
-    else
-      wait_set_remove(readable, descriptor);
-  }
-  return kept;
-}
-
-// Whether a held signal has arrived; takes `arrivals` out of the set.
-static bool take_arrivals(WaitSet *readable) {
-  if (arrivals < 0 || !wait_set_has(readable, arrivals)) return false;
-  wait_set_remove(readable, arrivals);
-  return true;
-}
-
-static void let_held_signals_in() {
-  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
-  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
-}
-
-// select() with the held signals let in.
-static int wait_for_input(int count, WaitSet *readable) {
-  const sigset_t *mask = signals.held ? &signals.outside : nullptr;
-  if (!signals.held || arrivals < 0)
-    return pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
-  wait_set_add(readable, arrivals);
-  if (count <= arrivals) count = arrivals + 1;
-  int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
-  const bool arrived_meanwhile = take_arrivals(readable) && ready > 0;
-  if (arrived_meanwhile) let_held_signals_in();
-  if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
-    watch_arrivals();
-    if (--ready > 0) return ready;
-    errno = EINTR;
-    return -1;
-  }
-  return ready;
-}
-
-int rl_wait(int count, WaitSet *readable) {
-  if (signals.any_noted != 0 && signals.taken) act_on_noted_signals();
-  const int ready = wait_for_input(count, readable);
-  if (ready < 0 && errno == EBADF) return keep_readable_descriptors(count, readable);
-  if (signals.any_noted != 0 && signals.taken) {
-    act_on_noted_signals();
-    errno = EINTR;
-    return -1;
-  }
-  return ready;
+bool found_disposition_is_a_handler(int signo) {
+  const struct sigaction *found = &signals.found[index_of(signo)];
+  return found->sa_handler != SIG_DFL && found->sa_handler != SIG_IGN;
 }
 
 // --- Callbacks -----------------------------------------------------------------------------------
 
-// The caller may have put the default action in force for these. It would end or stop the process
-// with the terminal as the editor has it, so our handler goes first.
+void begin_callback_signals() { signals.in_callback = 1; }
+
+void end_callback_signals() { signals.in_callback = 0; }
+
+// The default action would end or stop the process with the terminal as the editor has it, so our
+// handler goes first.
 static void cover_default_action(int signo) {
   struct sigaction action;
   sigaction(signo, nullptr, &action);
@@ -365,28 +197,16 @@ static void cover_default_action(int signo) {
   install_handler(index_of(signo), nullptr);
 }
 
-void rl_lend_signals() {
-  if (!signals.taken) return;
+void cover_default_actions() {
+  if (!signals.installed) return;
   cover_default_action(SIGINT);
   cover_default_action(SIGTSTP);
 }
 
-void rl_take_back_signals() {
-  if (!signals.taken) return;
-  retake_signal_handlers();
+void uncover_default_actions() {
+  if (!signals.installed) return;
+  reinstall_displaced_handlers();
   signals.covered[index_of(SIGINT)] = signals.covered[index_of(SIGTSTP)] = 0;
-}
-
-void rl_open_signals() {
-  if (!signals.held) return;
-  signals.in_callback = 1;
-  pthread_sigmask(SIG_SETMASK, &signals.outside, nullptr);
-}
-
-void rl_close_signals() {
-  if (!signals.held) return;
-  pthread_sigmask(SIG_SETMASK, &signals.inside, nullptr);
-  signals.in_callback = 0;
 }
 
 }  // namespace lineedit

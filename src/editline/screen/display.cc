@@ -1,17 +1,21 @@
-// Drawing the line anew, and keeping it whole beside what others write to its terminal.
+// Drawing the line again beside what others write.
+#include "editline/screen/display.h"
+
 #include <unistd.h>
 
 #include <cstdio>
 #include <cwchar>
 
 #include "editline/base/editor.h"
-#include "editline/readline.h"
+#include "editline/base/line.h"
+#include "editline/base/terminal.h"
+#include "editline/base/variables.h"
 #include "editline/screen/output_watch.h"
 #include "editline/screen/rows.h"
 
 namespace lineedit {
 
-// Between rl_begin_output and rl_end_output, until the line is drawn anew.
+// Between begin_output and end_output, until the line is drawn again.
 static struct {
   // The terminal's cursor is not where the editor left it.
   bool moved;
@@ -20,10 +24,10 @@ static struct {
   int rows;
 } beside;
 
-void rl_begin_output() {
-  if (!layer_is_initialised() || !layer.has_terminal || !editing_is_on()) return;
+void begin_output() {
+  if (!editor_exists() || !editor.has_terminal || !editing_is_on()) return;
   make_reads_wait(fileno(rl_instream), true);
-  const LineInfoW *line = el_wline(layer.editor);
+  const LineInfoW *line = el_wline(editor.el);
   beside.rows = row_on_screen(line->lastchar);
   const int rows_below = row_of_line(line->lastchar) - row_of_line(line->cursor);
   for (int i = 0; i < rows_below; ++i) fputc('\n', rl_outstream);
@@ -38,40 +42,38 @@ static bool nothing_was_written() {
 }
 
 static void move_up(int rows) {
-  for (int i = 0; i < rows; ++i) el_set(layer.editor, EL_ECHOTC, "-s", "up", nullptr);
+  for (int i = 0; i < rows; ++i) el_set(editor.el, EL_ECHOTC, "-s", "up", nullptr);
 }
 
 // The editor draws as if the cursor stood at the start of an empty row.
-void rl_forced_update_display() {
-  if (!initialise_layer()) return;
-  if (!layer.has_terminal || !editing_is_on()) return;
+void redraw_line() {
+  if (!editor.has_terminal || !editing_is_on()) return;
   if (nothing_was_written()) move_up(beside.rows);
   beside = {};
   if (screen_can_be_cleared()) {
     fputc('\r', rl_outstream);
-    el_set(layer.editor, EL_ECHOTC, "-s", "cd", nullptr);
+    el_set(editor.el, EL_ECHOTC, "-s", "cd", nullptr);
   } else {
     fputc('\n', rl_outstream);
   }
-  el_set(layer.editor, EL_REFRESH);
+  el_set(editor.el, EL_REFRESH);
 }
 
 void redraw_in_place() {
   beside = {};
-  move_up(row_on_screen(el_wline(layer.editor)->cursor));
-  rl_forced_update_display();
+  move_up(row_on_screen(el_wline(editor.el)->cursor));
+  redraw_line();
 }
 
-void rl_end_output() {
-  if (!layer_is_initialised() || !layer.has_terminal) return;
+void end_output() {
+  if (!editor_exists() || !editor.has_terminal) return;
   if (editing_is_on()) make_reads_wait(fileno(rl_instream), false);
-  const LineInfoW *line = el_wline(layer.editor);
-  if (rl_done != 0 && line->cursor != line->lastchar) {
-    // Nothing more will be typed: what follows on the terminal shall not write over the line.
-    el_cursor(layer.editor, static_cast<int>(line->lastchar - line->cursor));
-    rl_forced_update_display();
+  if (rl_done != 0 && line_cursor() != line_length()) {
+    // Nothing more will be typed: what follows on the terminal must not write over the line.
+    move_cursor_to(line_length());
+    redraw_line();
   } else if (beside.moved && nothing_was_written()) {
-    rl_forced_update_display();
+    redraw_line();
   }
   beside = {};
   end_output_watch();

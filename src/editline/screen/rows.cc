@@ -6,9 +6,10 @@
 #include <cstdio>
 
 #include "editline/base/editor.h"
+#include "editline/base/line.h"
 #include "editline/base/text.h"
-#include "editline/readline.h"
 #include "editline/screen/position.h"
+#include "editline/screen/prompt.h"
 
 namespace lineedit {
 
@@ -16,6 +17,8 @@ static struct {
   // The editor's screen, and where the prompt ends on it. Not known while the width is 0.
   int rows;
   int columns;
+  // How many rows the screen has, where the editor takes it for higher, else 0.
+  int true_rows;
   bool can_be_cleared;
   ScreenPosition prompt_end;
 } screen;
@@ -25,8 +28,6 @@ static struct {
   int length;
   // Where it ends.
   ScreenPosition end;
-  // It has been changed in another way than by a key behind it.
-  bool replaced;
   // The cursor was in a row that is scrolled away.
   bool out_of_view;
   // Where it fills several rows, its text; else empty.
@@ -38,11 +39,16 @@ static struct {
 static void learn_screen() {
   if (screen.columns != 0) return;
   char *clear = nullptr;
-  el_get(layer.editor, EL_GETTC, "li", &screen.rows);
-  el_get(layer.editor, EL_GETTC, "co", &screen.columns);
-  el_get(layer.editor, EL_GETTC, "cd", &clear);
+  el_get(editor.el, EL_GETTC, "li", &screen.rows);
+  el_get(editor.el, EL_GETTC, "co", &screen.columns);
+  el_get(editor.el, EL_GETTC, "cd", &clear);
   screen.can_be_cleared = clear != nullptr && *clear != '\0';
-  screen.prompt_end = screen_position(layer.prompt, nullptr, 0, screen.columns);
+  screen.prompt_end = screen_position(prompt_text(), nullptr, 0, screen.columns);
+}
+
+int screen_rows() {
+  learn_screen();
+  return screen.true_rows != 0 ? screen.true_rows : screen.rows;
 }
 
 bool screen_can_be_cleared() {
@@ -58,7 +64,7 @@ static bool is_plain(const wchar_t *line, int length) {
 
 static ScreenPosition position_behind(const wchar_t *line, int length) {
   if (!is_plain(line, length))
-    return screen_position(layer.prompt, line, static_cast<size_t>(length), screen.columns);
+    return screen_position(prompt_text(), line, static_cast<size_t>(length), screen.columns);
   const int column = screen.prompt_end.column + length;
   return {screen.prompt_end.row + column / screen.columns, column % screen.columns};
 }
@@ -66,7 +72,7 @@ static ScreenPosition position_behind(const wchar_t *line, int length) {
 // On the next character, which may not fit into the row.
 int row_of_line(const wchar_t *end) {
   learn_screen();
-  const LineInfoW *line = el_wline(layer.editor);
+  const LineInfoW *line = el_wline(editor.el);
   ScreenPosition at = position_behind(line->buffer, static_cast<int>(end - line->buffer));
   if (end < line->lastchar && at.column + wcwidth(*end) > screen.columns) ++at.row;
   return at.row;
@@ -75,7 +81,7 @@ int row_of_line(const wchar_t *end) {
 // What does not fit is scrolled away at the top.
 int row_on_screen(const wchar_t *end) {
   const int row = row_of_line(end);
-  const int rows = layer.true_rows != 0 ? layer.true_rows : screen.rows;
+  const int rows = screen_rows();
   return row < rows ? row : rows - 1;
 }
 
@@ -84,7 +90,7 @@ int row_on_screen(const wchar_t *end) {
 static void set_editors_rows(int rows) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", rows);
-  el_set(layer.editor, EL_SETTC, "li", digits, nullptr);
+  el_set(editor.el, EL_SETTC, "li", digits, nullptr);
   screen.rows = rows;
 }
 
@@ -95,7 +101,7 @@ static void set_editors_rows(int rows) {
 static bool make_screen_high_enough() {
   const int needed = latest.end.row + 2;
   if (needed < screen.rows) return false;
-  if (layer.true_rows == 0) layer.true_rows = screen.rows;
+  if (screen.true_rows == 0) screen.true_rows = screen.rows;
   set_editors_rows(needed * 2);
   return true;
 }
@@ -104,8 +110,8 @@ static bool make_screen_high_enough() {
 // its own cursor in another one.
 static bool cursor_is_out_of_view(const LineInfoW *line) {
   const bool was = latest.out_of_view;
-  latest.out_of_view = layer.true_rows != 0 && line->cursor != line->lastchar &&
-                       row_of_line(line->cursor) <= latest.end.row - layer.true_rows;
+  latest.out_of_view = screen.true_rows != 0 && line->cursor != line->lastchar &&
+                       row_of_line(line->cursor) <= latest.end.row - screen.true_rows;
   return was || latest.out_of_view;
 }
 
@@ -182,32 +188,29 @@ static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
 // --- A look before each key ----------------------------------------------------------------------
 
 bool fit_screen_to_line() {
-  if (!layer.terminal_is_raw || !editing_is_on()) return false;
+  if (!editor.terminal_is_raw || !editing_is_on()) return false;
   learn_screen();
-  const LineInfoW *line = el_wline(layer.editor);
+  const LineInfoW *line = el_wline(editor.el);
   const int length = static_cast<int>(line->lastchar - line->buffer);
   const bool appended =
-      !latest.replaced && line->cursor == line->lastchar && length == latest.length + 1;
+      !take_line_was_replaced() && line->cursor == line->lastchar && length == latest.length + 1;
   if (appended)
     advance_position(&latest.end, line->lastchar[-1], screen.columns);
   else
     latest.end = position_behind(line->buffer, length);
   const bool astray = cursor_went_astray(line, length);
   latest.length = length;
-  latest.replaced = false;
   const bool too_low = make_screen_high_enough();
   const bool out_of_view = cursor_is_out_of_view(line);
   return look_at_rows(line, length, appended) || astray || too_low || out_of_view;
 }
 
-void line_was_replaced() { latest.replaced = true; }
-
 void forget_screen() {
-  if (layer.true_rows != 0) set_editors_rows(layer.true_rows);
-  layer.true_rows = 0;
+  if (screen.true_rows != 0) set_editors_rows(screen.true_rows);
+  screen.true_rows = 0;
   screen.columns = 0;
   latest.length = 0;
-  latest.replaced = true;
+  note_line_was_replaced();
   latest.out_of_view = false;
   latest.drawn.length = 0;
 }

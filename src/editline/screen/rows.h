@@ -11,14 +11,13 @@ namespace lineedit {
 int row_of_line(const wchar_t *end);
 int row_on_screen(const wchar_t *end);
 
+// How many rows the screen has; the editor may have been told of more.
+int screen_rows();
 bool screen_can_be_cleared();
 
 // Sees to it that the editor draws the line as it should from now on. Returns whether it is to be
 // drawn anew for that.
 bool fit_screen_to_line();
-
-// For commands of the layer's, after they have changed more of the line than a character behind it.
-void line_was_replaced();
 
 // For a new line, a new screen and a new editor.
 void forget_screen();

@@ -1,0 +1,21 @@
+// The interpreter's lock.
+#include "Cli/base/gil.h"
+
+#include "Cli/base/invariant.h"
+
+// Set exactly while the lock is given up for the thread that reads a line.
+static PyThreadState *savedPyThreadState;
+
+PyThreadState *releaseGil() {
+  if (savedPyThreadState != nullptr)
+    invariant_broken("savedPyThreadState == ((void *)0)", 64, "releaseGil");
+  savedPyThreadState = PyEval_SaveThread();
+  return savedPyThreadState;
+}
+
+void acquireGil() {
+  if (savedPyThreadState == nullptr)
+    invariant_broken("savedPyThreadState != ((void *)0)", 57, "acquireGil");
+  PyEval_RestoreThread(savedPyThreadState);
+  savedPyThreadState = nullptr;
+}

@@ -1,0 +1,83 @@
+// The handlers of Ctrl-C and Ctrl-Z while a line is read.
+#include "Cli/input/signal_jumps.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "Cli/base/invariant.h"
+
+sigjmp_buf sigintJumpBuffer;
+sigjmp_buf sigtstpJumpBuffer;
+unsigned long readlineThreadId;
+
+// What Ctrl-C and Ctrl-Z were bound to before the latest readline call. Kept whole, because
+// signal() would restore only the function and turn system-call restarting on, so that a Ctrl-C
+// would no longer interrupt what the shell waits for between two lines.
+static struct sigaction savedSigintHandler;
+static struct sigaction savedSigtstpHandler;
+
+// --- The handlers --------------------------------------------------------------------------------
+
+// Only the reading thread has a frame to jump to. On another thread but the main one the signal
+// came because the reader blocks it just now: it is passed on. On the main thread it tells that
+// some other thread reads, which the module rules out; jumping to that thread's stack would corrupt
+// it. Returns in these two cases, and whether it has passed the signal on.
+static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
+  if (pthread_self() == readlineThreadId) siglongjmp(buffer, 1);
+  if (gettid() == getpid()) return false;
+  pthread_kill(readlineThreadId, signo);
+  return true;
+}
+
+[[noreturn]] static void abort_on_wrong_thread() {
+  fflush(stdout);
+  abort();
+}
+
+static void sigint_handler(int signo) {
+  if (jump_to_reader_or_forward(sigintJumpBuffer, signo)) return;
+  printf("Assertion failed: readlineThreadId == pthread_self %s:%d (%lu, %lu)\n", report_file, 515,
+         readlineThreadId, pthread_self());
+  abort_on_wrong_thread();
+}
+
+static void sigtstp_handler(int signo) {
+  if (jump_to_reader_or_forward(sigtstpJumpBuffer, signo)) return;
+  printf("Assertion failed: readlineThreadId == pthread_self %s:%d\n", report_file, 533);
+  abort_on_wrong_thread();
+}
+
+// --- Binding -------------------------------------------------------------------------------------
+
+static void bind_signal(int signo, void (*handler)(int), struct sigaction *saved) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigaction(signo, &action, saved);
+}
+
+void install_jump_handlers() {
+  bind_signal(SIGINT, sigint_handler, &savedSigintHandler);
+  bind_signal(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
+}
+
+void bind_signals_to_shell() {
+  sigaction(SIGINT, &savedSigintHandler, nullptr);
+  sigaction(SIGTSTP, &savedSigtstpHandler, nullptr);
+}
+
+void bind_signals_to_module() {
+  bind_signal(SIGINT, sigint_handler, nullptr);
+  bind_signal(SIGTSTP, sigtstp_handler, nullptr);
+}
+
+sigset_t jump_signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTSTP);
+  return set;
+}

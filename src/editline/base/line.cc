@@ -1,0 +1,140 @@
+// The line being edited.
+#include "editline/base/line.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "editline/base/editor.h"
+#include "editline/base/variables.h"
+
+namespace lineedit {
+
+// libedit 3.1-20221030 begins with a buffer of 1024 characters, not all of them for the line.
+static constexpr size_t initial_room = 1000;
+
+static struct {
+  // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
+  char *published;
+  size_t published_size;
+  bool replaced;
+  // How many characters the editor's buffer has room for, at least.
+  size_t room;
+  // For keep_room_in_line, kept for their storage.
+  LineText kept;
+  LineText longer;
+} edited;
+
+int line_length() {
+  const LineInfoW *line = el_wline(editor.el);
+  return static_cast<int>(line->lastchar - line->buffer);
+}
+
+int line_cursor() {
+  const LineInfoW *line = el_wline(editor.el);
+  return static_cast<int>(line->cursor - line->buffer);
+}
+
+void publish_line() {
+  rl_point = line_cursor();
+  rl_end = line_length();
+  const size_t size = encoded_size(static_cast<size_t>(rl_end));
+  if (size > edited.published_size) {
+    edited.published_size = size * 2;
+    edited.published = static_cast<char *>(realloc(edited.published, edited.published_size));
+  }
+  encode_line(edited.published, el_wline(editor.el)->buffer, static_cast<size_t>(rl_end));
+  rl_line_buffer = edited.published;
+}
+
+// --- Changing it ---------------------------------------------------------------------------------
+
+void note_line_was_replaced() { edited.replaced = true; }
+
+bool take_line_was_replaced() {
+  const bool replaced = edited.replaced;
+  edited.replaced = false;
+  return replaced;
+}
+
+void move_cursor_to(int position) { el_cursor(editor.el, position - line_cursor()); }
+
+bool insert_at_cursor(const wchar_t *characters) {
+  note_line_was_replaced();
+  return el_winsertstr(editor.el, characters) == 0;
+}
+
+void delete_from_line(int start, int end) {
+  note_line_was_replaced();
+  move_cursor_to(end);
+  el_deletestr(editor.el, end - start);
+}
+
+void take_edited_line(LineText *line, size_t *cursor) {
+  set_text(line, el_wline(editor.el)->buffer, static_cast<size_t>(line_length()));
+  *cursor = static_cast<size_t>(line_cursor());
+}
+
+static void replace_line(const wchar_t *characters, size_t cursor) {
+  note_line_was_replaced();
+  el_wreplacestr(editor.el, characters);
+  move_cursor_to(static_cast<int>(cursor));
+}
+
+// No call of libedit's empties a line without putting what was there in the place of the text that
+// Ctrl-Y brings back. So a last blank goes as if the user had deleted it.
+void set_edited_line(const LineText *line, size_t cursor) {
+  if (line->length > 0) {
+    replace_line(line->characters, cursor);
+  } else {
+    replace_line(L" ", 1);
+    el_wpush(editor.el, L"\377d");
+  }
+}
+
+void set_line_in_wait(const LineText *line, size_t cursor) {
+  if (line->length > 0) {
+    replace_line(line->characters, cursor);
+  } else {
+    replace_line(L" ", 1);
+    el_deletestr(editor.el, 1);
+  }
+}
+
+// --- The room in its buffer ----------------------------------------------------------------------
+
+// Whether the line ends in a row that a command of libedit's has put there, which reads keys itself
+// and may hold on to the buffer.
+static bool ends_in_row_of_command(const LineText *line) {
+  static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
+  const wchar_t *row = wcsrchr(line->characters, L'\n');
+  if (row == nullptr) return false;
+  for (const wchar_t *beginning : beginnings)
+    if (wcsncmp(row + 1, beginning, wcslen(beginning)) == 0) return true;
+  return false;
+}
+
+// libedit 3.1-20221030 deletes by moving what is behind, as many characters as the line has,
+// including those that were deleted: it reads beyond the buffer when that is more than half full.
+// So it never is.
+static void make_room_in_line() {
+  size_t cursor;
+  take_edited_line(&edited.kept, &cursor);
+  if (ends_in_row_of_command(&edited.kept)) return;
+  edited.longer.length = 0;
+  for (int i = 0; i < 4; ++i)
+    append_text(&edited.longer, edited.kept.characters, edited.kept.length);
+  el_wreplacestr(editor.el, edited.longer.characters);
+  el_wreplacestr(editor.el, edited.kept.characters);
+  edited.room = edited.longer.length;
+}
+
+void keep_room_in_line() {
+  const LineInfoW *line = el_wline(editor.el);
+  const bool outgrown = static_cast<size_t>(line->lastchar - line->buffer) * 2 > edited.room;
+  if (outgrown && editor.terminal_is_raw && editing_is_on()) make_room_in_line();
+}
+
+void reset_line() { edited.room = initial_room; }
+
+}  // namespace lineedit

@@ -1,0 +1,70 @@
+// Completion through the application's hook.
+#include "editline/commands/completion.h"
+
+#include <cstdlib>
+#include <cwchar>
+
+#include "editline/base/editor.h"
+#include "editline/base/line.h"
+#include "editline/base/text.h"
+#include "editline/base/variables.h"
+#include "editline/input/signals.h"
+
+namespace lineedit {
+
+// Characters that a word to complete does not reach across.
+static const wchar_t word_breaks[] = L" \t\n\"\\'`@$><=;|&{(";
+
+// The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in characters.
+static char *word_before_cursor(int *start, int *end) {
+  const LineInfoW *line = el_wline(editor.el);
+  const wchar_t *word = line->cursor;
+  while (word > line->buffer && wcschr(word_breaks, word[-1]) == nullptr) --word;
+  *start = static_cast<int>(word - line->buffer);
+  *end = static_cast<int>(line->cursor - line->buffer);
+  const size_t length = static_cast<size_t>(line->cursor - word);
+  char *bytes = static_cast<char *>(malloc(encoded_size(length)));
+  encode_line(bytes, word, length);
+  return bytes;
+}
+
+static void free_list(char **list) {
+  if (list == nullptr) return;
+  for (char **string = list; *string != nullptr; ++string) free(*string);
+  free(list);
+}
+
+// Asks the hook. Returns whether the editor's own completion shall follow.
+static bool ask_completion_hook() {
+  int start, end;
+  char *word = word_before_cursor(&start, &end);
+  char **list = rl_attempted_completion_function(word, start, end);
+  free(word);
+  const bool answered = list != nullptr || rl_attempted_completion_over != 0;
+  free_list(list);
+  rl_attempted_completion_over = 0;
+  return !answered;
+}
+
+int complete_line_at_cursor(int invoking_key) {
+  if (rl_inhibit_completion != 0) {
+    const char key[] = {static_cast<char>(invoking_key), '\0'};
+    el_insertstr(editor.el, key);
+    return CC_REFRESH;
+  }
+  publish_line();
+  rl_completion_invoking_key = invoking_key;
+  if (rl_attempted_completion_function != nullptr && !ask_completion_hook()) return CC_NORM;
+  return _el_fn_complete(editor.el, invoking_key);
+}
+
+unsigned char finish_command(int status) {
+  reinstall_displaced_handlers();
+  return static_cast<unsigned char>(rl_done != 0 ? CC_EOF : status);
+}
+
+unsigned char complete(EditLine *, wint_t key) {
+  return finish_command(complete_line_at_cursor(static_cast<int>(key)));
+}
+
+}  // namespace lineedit

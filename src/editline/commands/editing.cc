@@ -1,0 +1,38 @@
+// Editing commands that libedit lacks or has wrong.
+#include "editline/commands/editing.h"
+
+#include <sys/types.h>
+
+#include <csignal>
+#include <utility>
+
+#include "editline/base/line.h"
+
+namespace lineedit {
+
+static struct {
+  // The line in the editor, while a command runs.
+  LineText line;
+} editing;
+
+// libedit 3.1-20221030 moves the cursor when there are no two characters to exchange, and does not
+// show it.
+unsigned char transpose_characters(EditLine *, wint_t) {
+  size_t cursor;
+  take_edited_line(&editing.line, &cursor);
+  if (cursor < editing.line.length) ++cursor;
+  if (cursor < 2) return CC_ERROR;
+  wchar_t *characters = editing.line.characters;
+  std::swap(characters[cursor - 2], characters[cursor - 1]);
+  set_edited_line(&editing.line, cursor);
+  return CC_REFRESH;
+}
+
+unsigned char suspend(EditLine *, wint_t) {
+  kill(0, SIGTSTP);
+  return CC_NORM;
+}
+
+void wipe_editing() { wipe_text(&editing.line); }
+
+}  // namespace lineedit

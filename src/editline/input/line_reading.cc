@@ -1,0 +1,100 @@
+// Reading one line through libedit.
+#include "editline/input/line_reading.h"
+
+#include <sys/ioctl.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "editline/base/editor.h"
+#include "editline/base/terminal.h"
+#include "editline/base/variables.h"
+#include "editline/input/bulk_guard.h"
+
+namespace lineedit {
+
+static struct {
+  // The terminal could not be made raw: the line is read without editing.
+  bool terminal_failed;
+  // What editing goes back to after that.
+  bool edits_otherwise;
+} reading;
+
+static bool nothing_waits() {
+  int bytes = 0;
+  ioctl(fileno(rl_instream), FIONREAD, &bytes);
+  return bytes == 0;
+}
+
+// libedit edits on a raw terminal only, and takes any other for one that is at its end.
+static void begin_failed_line() {
+  reading.terminal_failed = true;
+  reading.edits_otherwise = editing_is_on();
+  set_editing(false);
+}
+
+// Also of one that a signal handler has jumped out of.
+static void end_failed_line() {
+  if (reading.terminal_failed) set_editing(reading.edits_otherwise);
+  reading.terminal_failed = false;
+}
+
+static void tell_of_failure(EditLine *el) {
+  FILE *errors = nullptr;
+  el_get(el, EL_GETFP, 2, &errors);
+  fputs("Could not set rawmode.\n", errors);
+  fflush(errors);
+}
+
+// libedit 3.1-20221030 shows the prompt before it makes the terminal raw; keys that arrive in
+// between would go through the driver's line editing and change the line. Returns whether a line is
+// to be read.
+static bool switch_to_raw_mode(EditLine *el) {
+  end_failed_line();
+  const bool cooked = editor.has_terminal && !editor.terminal_is_raw;
+  if (make_terminal_raw()) return true;
+  // Asked only now, since on a cooked terminal the kernel counts byte by byte.
+  if (cooked && nothing_waits()) return false;
+  tell_of_failure(el);
+  begin_failed_line();
+  return true;
+}
+
+static bool returns_single_characters(EditLine *el) {
+  int unbuffered = 0;
+  el_get(el, EL_UNBUFFERED, &unbuffered);
+  return unbuffered != 0;
+}
+
+static LineMode line_mode() {
+  if (reading.terminal_failed) return LineMode::failed;
+  return editor.has_terminal && editing_is_on() ? LineMode::edited : LineMode::plain;
+}
+
+// libedit's own reading, and what it leaves the terminal in.
+static const wchar_t *read_in_mode(EditLine *el, int *count) {
+  const LineMode mode = line_mode();
+  bulk_guard_begin_line(mode);
+  const wchar_t *line = ::el_wgets(el, count);
+  if (mode == LineMode::edited && editing_is_on() && !returns_single_characters(el))
+    editor.terminal_is_raw = false;
+  return line;
+}
+
+const wchar_t *engine::el_wgets(EditLine *el, int *count) {
+  int nobody_asks = 0;
+  if (count == nullptr) count = &nobody_asks;
+  *count = 0;
+  if (!switch_to_raw_mode(el)) {
+    errno = 0;
+    return nullptr;
+  }
+  const wchar_t *line = read_in_mode(el, count);
+  const int error = errno;
+  end_failed_line();
+  bulk_guard_end_line(el);
+  errno = error;
+  return line;
+}
+
+}  // namespace lineedit

@@ -1,0 +1,222 @@
+// The wait for input, with signals let in, and what is done about those that arrive.
+#include "editline/input/wait.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/signalfd.h>
+
+#include <cerrno>
+
+#include "editline/base/editor.h"
+#include "editline/base/kept_descriptor.h"
+#include "editline/base/terminal.h"
+#include "editline/base/variables.h"
+#include "editline/input/signals.h"
+#include "editline/screen/display.h"
+#include "editline/screen/rows.h"
+
+namespace lineedit {
+
+static struct {
+  // Between block_signals and unblock_signals.
+  bool blocked;
+  // The mask that the wait opens and the unblocking goes back to: that before the blocking, without
+  // the admitted signals.
+  sigset_t outside;
+  // The mask while they are blocked.
+  sigset_t inside;
+  // A descriptor that is readable when a blocked signal has arrived. pselect, which opens the mask
+  // only if it has to wait, would pass over them for as long as keys keep coming. Kept from line to
+  // line; -1 when there is none.
+  int arrivals;
+} waiting = {false, {}, {}, -1};
+
+// --- Blocking ------------------------------------------------------------------------------------
+
+// The blocked signals that the wait lets in.
+static sigset_t signals_to_let_in() {
+  sigset_t set = waiting.inside;
+  for (int signo = 1; signo < NSIG; ++signo)
+    if (sigismember(&waiting.outside, signo) == 1) sigdelset(&set, signo);
+  return set;
+}
+
+// Makes `arrivals` tell of the signals to let in. The application may have closed it meanwhile, and
+// something else may have its number now.
+static void watch_arrivals() {
+  const sigset_t set = signals_to_let_in();
+  if (waiting.arrivals < 0 || signalfd(waiting.arrivals, &set, 0) < 0)
+    keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), &waiting.arrivals);
+}
+
+bool block_signals(const sigset_t *admitted) {
+  if (waiting.blocked) return false;
+  const sigset_t set = blockable_signals();
+  pthread_sigmask(SIG_BLOCK, &set, &waiting.outside);
+  sigorset(&waiting.inside, &waiting.outside, &set);
+  for (int signo = 1; admitted != nullptr && signo < NSIG; ++signo)
+    if (sigismember(admitted, signo) == 1) sigdelset(&waiting.outside, signo);
+  waiting.blocked = true;
+  watch_arrivals();
+  return true;
+}
+
+void unblock_signals() {
+  if (!waiting.blocked) return;
+  waiting.blocked = false;
+  pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
+}
+
+// --- Acting on a signal, between two keys --------------------------------------------------------
+
+// Lets one signal through to the disposition that the read found. That may end or stop the process,
+// or jump away: everything is restored before, and taken over again only if it returns.
+static void let_found_disposition_act(int signo) {
+  restore_signal_handlers();
+  pthread_kill(pthread_self(), signo);
+  sigset_t open = waiting.inside;
+  sigdelset(&open, signo);
+  pthread_sigmask(SIG_SETMASK, &open, nullptr);
+  pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+  install_signal_handlers();
+}
+
+// Whoever stopped the process may have changed the terminal, which the editor takes for raw. Where
+// it is so, keys are on their way that must not meet it otherwise.
+static void restore_raw_terminal() {
+  if (terminal_is_raw(fileno(rl_instream))) return;
+  make_terminal_cooked();
+  make_terminal_raw();
+}
+
+static void act_on_display_change(int signo) {
+  if (signo == SIGWINCH) {
+    forget_screen();
+    el_resize(editor.el);
+    fit_screen_to_line();
+  } else {
+    restore_raw_terminal();
+  }
+  if (found_disposition_is_a_handler(signo)) let_found_disposition_act(signo);
+  redraw_line();
+}
+
+static void act_on_interruption(int signo) {
+  if (editor.leave_command != nullptr) editor.leave_command();
+  make_terminal_cooked();
+  let_found_disposition_act(signo);
+  make_terminal_raw();
+}
+
+static void act_on_noted_signals() {
+  int signo;
+  bool passed_on;
+  while (take_noted_signal(&signo, &passed_on)) {
+    if (signo == SIGWINCH || signo == SIGCONT) {
+      act_on_display_change(signo);
+    } else if (passed_on) {
+      reinstall_signal_handler(signo);
+      make_terminal_raw();
+    } else {
+      act_on_interruption(signo);
+    }
+  }
+}
+
+// --- The wait ------------------------------------------------------------------------------------
+
+// True also for a closed descriptor.
+static bool reading_returns_at_once(int descriptor) {
+  struct pollfd entry = {descriptor, POLLIN, 0};
+  return poll(&entry, 1, 0) == 1;
+}
+
+bool input_was_dropped(int descriptor) {
+  struct pollfd entry = {descriptor, POLLIN, 0};
+  return editor.terminal_is_raw && poll(&entry, 1, 0) >= 0 &&
+         (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
+}
+
+// For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
+// read and takes the others out. Returns how many are left.
+static int keep_readable_descriptors(int count, WaitSet *readable) {
+  int kept = 0;
+  for (int descriptor = 0; descriptor < count; ++descriptor) {
+    if (!wait_set_has(readable, descriptor)) continue;
+    if (reading_returns_at_once(descriptor))
+      ++kept;
+    else
+      wait_set_remove(readable, descriptor);
+  }
+  return kept;
+}
+
+// Whether a blocked signal has arrived; takes `arrivals` out of the set.
+static bool take_arrivals(WaitSet *readable) {
+  if (waiting.arrivals < 0 || !wait_set_has(readable, waiting.arrivals)) return false;
+  wait_set_remove(readable, waiting.arrivals);
+  return true;
+}
+
+static void let_blocked_signals_in() {
+  pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
+  pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+}
+
+// select() with the blocked signals let in.
+static int select_with_signals(int count, WaitSet *readable) {
+  const int arrivals = waiting.arrivals;
+  const sigset_t *mask = waiting.blocked ? &waiting.outside : nullptr;
+  if (!waiting.blocked || arrivals < 0)
+    return pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  wait_set_add(readable, arrivals);
+  if (count <= arrivals) count = arrivals + 1;
+  int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  const bool arrived_meanwhile = take_arrivals(readable) && ready > 0;
+  if (arrived_meanwhile) let_blocked_signals_in();
+  if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
+    watch_arrivals();
+    if (--ready > 0) return ready;
+    errno = EINTR;
+    return -1;
+  }
+  return ready;
+}
+
+int wait_for_input(int count, WaitSet *readable) {
+  if (signal_was_noted()) act_on_noted_signals();
+  const int ready = select_with_signals(count, readable);
+  if (ready < 0 && errno == EBADF) return keep_readable_descriptors(count, readable);
+  if (signal_was_noted()) {
+    act_on_noted_signals();
+    errno = EINTR;
+    return -1;
+  }
+  return ready;
+}
+
+// --- Callbacks -----------------------------------------------------------------------------------
+
+static void call_with_signals(void (*call)()) {
+  if (!waiting.blocked) {
+    call();
+    return;
+  }
+  begin_callback_signals();
+  pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
+  call();
+  pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+  end_callback_signals();
+}
+
+void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
+  if (own_handlers) cover_default_actions();
+  begin_output();
+  call_with_signals(call);
+  if (own_handlers) uncover_default_actions();
+  apply();
+  end_output();
+}
+
+}  // namespace lineedit

@@ -1,0 +1,22 @@
+// Drawing the line again, and keeping it whole beside what others write to its terminal.
+#pragma once
+
+namespace lineedit {
+
+// Clears the row where the terminal's cursor is, and what is below, and draws prompt and line
+// there; in a row of its own where the terminal cannot clear. Does nothing where there is no
+// terminal or the line is not edited.
+void redraw_line();
+// The same where the line is drawn already.
+void redraw_in_place();
+
+// Around code that may write to the terminal beside the line, such as a completer. The first moves
+// the terminal's cursor down to the row in which the line ends, so that nothing of it is written
+// over. Between the two, redraw_line draws the line in its own place when nothing was written, and
+// else below. Where that was not called, the second leaves the display alone, except in two cases:
+// with nothing written it puts the cursor back, and when rl_done says that the read is over the
+// cursor goes behind the line.
+void begin_output();
+void end_output();
+
+}  // namespace lineedit
