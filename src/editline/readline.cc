@@ -130,7 +130,7 @@ int rl_insert(int count, int key) {
 static bool is_key(int key) { return key >= 0 && key < 256; }
 
 int rl_parse_and_bind(const char *line) {
-  return require_editor() && run_editor_command(line) ? 0 : 1;
+  return require_editor() && run_editor_command(line) == 0 ? 0 : 1;
 }
 
 int rl_bind_key(int key, rl_command_func_t *function) {

@@ -17,6 +17,7 @@
 #include "editline/commands/history_search.h"
 #include "editline/commands/history_walk.h"
 #include "editline/commands/readable_history.h"
+#include "editline/commands/settings_file.h"
 #include "editline/input/keys.h"
 #include "editline/screen/prompt.h"
 #include "editline/screen/rows.h"
@@ -62,9 +63,8 @@ static void configure_editor(bool echoing) {
   el_set(editor.el, EL_GETCFN, key_reader());
   set_prompt("");
   el_wset(editor.el, EL_PROMPT_ESC, current_prompt, L'\001');
-  el_set(editor.el, EL_EDITOR, "emacs");
-  bind_default_keys();
-  el_source(editor.el, nullptr);
+  set_keys_up();
+  read_settings_file();
   publish_line();
 }
 

@@ -177,6 +177,8 @@ LAYER_TEST(WalkingHistory, HistoryThatIsClearedMeanwhile) {
 LAYER_TEST(WalkingHistory, LibeditsOwnCommandsGetPastItToo) {
   record({"older", "caf\351", "newer"});
   EXPECT_EQ(rl_parse_and_bind("bind -v"), 0);
+  EXPECT_EQ(rl_parse_and_bind("bind -a k ed-prev-history"), 0);
+  EXPECT_EQ(rl_parse_and_bind("bind -a j ed-next-history"), 0);
   EXPECT_EQ(read_line({"\033kkk\n"}), "older");
   EXPECT_EQ(read_line({"\033kk\n"}), "caf?");
   EXPECT_EQ(read_line({"\033kkkkkj\n"}), "caf?");

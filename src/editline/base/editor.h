@@ -30,4 +30,7 @@ inline bool editor_exists() { return editor.el != nullptr && editor.history != n
 bool editing_is_on();
 void set_editing(bool on);
 
+// Whether the editor has vi's keys, or emacs's.
+bool has_vi_keys();
+
 }  // namespace lineedit

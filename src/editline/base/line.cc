@@ -81,24 +81,27 @@ static void replace_line(const wchar_t *characters, size_t cursor) {
   move_cursor_to(static_cast<int>(cursor));
 }
 
-// No call of libedit's empties a line without putting what was there in the place of the text that
-// Ctrl-Y brings back. So a last blank goes as if the user had deleted it.
-void set_edited_line(const LineText *line, size_t cursor) {
-  if (line->length > 0) {
-    replace_line(line->characters, cursor);
-  } else {
-    replace_line(L" ", 1);
-    el_wpush(editor.el, L"\377d");
-  }
-}
-
-void set_line_in_wait(const LineText *line, size_t cursor) {
-  if (line->length > 0) {
-    replace_line(line->characters, cursor);
-  } else {
+// libedit 3.1-20221030 has no call that empties a line and does nothing else. el_replacestr refuses
+// an empty text; el_deletestr puts what it deletes in the place of what Ctrl-Y brings back.
+// el_reset keeps that, and leaves the terminal alone while editing is off, but it would leave vi's
+// command mode.
+static void empty_line() {
+  if (has_vi_keys()) {
     replace_line(L" ", 1);
     el_deletestr(editor.el, 1);
+    return;
   }
+  note_line_was_replaced();
+  set_editing(false);
+  el_reset(editor.el);
+  set_editing(true);
+}
+
+void set_edited_line(const LineText *line, size_t cursor) {
+  if (line->length > 0)
+    replace_line(line->characters, cursor);
+  else
+    empty_line();
 }
 
 // --- The room in its buffer ----------------------------------------------------------------------

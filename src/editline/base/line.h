@@ -12,8 +12,6 @@ int line_cursor();
 // The line and the position of the cursor in it.
 void take_edited_line(LineText *line, size_t *cursor);
 void set_edited_line(const LineText *line, size_t cursor);
-// The same for code that runs in the wait for a key. What Ctrl-Y brings back may be lost.
-void set_line_in_wait(const LineText *line, size_t cursor);
 
 // Moves the cursor, without drawing.
 void move_cursor_to(int position);

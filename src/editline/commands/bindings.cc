@@ -4,6 +4,7 @@
 #include <histedit.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "editline/base/editor.h"
@@ -40,14 +41,13 @@ static const struct {
      go_to_newer_match},
     {L"rl_inc_search_prev", L"Search older lines while typing", search_older},
     {L"rl_inc_search_next", L"Search newer lines while typing", search_newer},
-    {L"rl_search_key", L"Take a key of a search", take_search_key},
 };
 
 // Keys that every line has beyond the editor's emacs set.
 static const struct {
   const char *keys;
   const char *command;
-} default_bindings[] = {
+} emacs_bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
     // Home and End as the terminals of the last decades send them.
@@ -68,8 +68,6 @@ static const struct {
     {"\\e\\e[C", "em-next-word"},
     {"\\e\\e[D", "ed-prev-word"},
     // History.
-    {CAPTURING_KEY, "rl_search_key"},
-    {HIDDEN_KEY "d", "em-delete-prev-char"},
     {"^R", "rl_inc_search_prev"},
     {"^P", "rl_prev_history"},
     {"\\e[A", "rl_prev_history"},
@@ -90,7 +88,7 @@ static const struct {
 
 // Keys of the editor's emacs set that are taken away, since libedit 3.1-20221030 dies of them. It
 // has each Meta key twice: with the eighth bit set, and behind an Escape.
-static const char *const removed_keys[] = {
+static const char *const removed_emacs_keys[] = {
     // Meta-x and Meta-X ask for an editor command. One that is a lone quote is read on beyond its
     // end: the process dies of SIGSEGV.
     "\\370",
@@ -103,22 +101,66 @@ static const char *const removed_keys[] = {
     "\\e\\037",
 };
 
+// The same for vi's keys: in insert mode, where an Escape leads to command mode and to nothing
+// else, and in command mode.
+static const struct {
+  const char *keys;
+  const char *command;
+} vi_insert_bindings[] =
+    {
+        {"^I", "rl_complete"},     {"^Z", "rl_tstp"},         {"^R", "rl_inc_search_prev"},
+        {"^P", "rl_prev_history"}, {"^N", "rl_next_history"},
+},
+  vi_command_bindings[] = {
+      {"^I", "rl_complete"},           {"^Z", "rl_tstp"},
+      {"^R", "rl_inc_search_prev"},    {"^P", "rl_prev_history"},
+      {"^N", "rl_next_history"},       {"k", "rl_prev_history"},
+      {"j", "rl_next_history"},        {"\\e[A", "rl_prev_history"},
+      {"\\eOA", "rl_prev_history"},    {"\\e[B", "rl_next_history"},
+      {"\\eOB", "rl_next_history"},    {"-", "rl_prev_history"},
+      {"+", "rl_next_history"},        {"K", "rl_search_prev_history"},
+      {"J", "rl_search_next_history"},
+};
+
+// A colon asks for an editor command, as Meta-x does.
+static const char *const removed_vi_command_keys[] = {":"};
+
 // Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
 static void add_commands() {
   for (const auto &command : commands)
     el_wset(editor.el, EL_ADDFN, command.name, command.help, command.function);
 }
 
-void bind_default_keys() {
-  add_commands();
-  for (const auto &binding : default_bindings)
+static void bind_emacs_keys() {
+  for (const auto &binding : emacs_bindings)
     el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
     el_set(editor.el, EL_BIND, "^T", "rl_transpose_chars", nullptr);
-  for (const char *key : removed_keys) el_set(editor.el, EL_BIND, "-r", key, nullptr);
-  add_repeat_count(editor.el);
+  for (const char *key : removed_emacs_keys) el_set(editor.el, EL_BIND, "-r", key, nullptr);
+}
+
+static void bind_vi_keys() {
+  for (const auto &binding : vi_insert_bindings)
+    el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
+  for (const auto &binding : vi_command_bindings)
+    el_set(editor.el, EL_BIND, "-a", binding.keys, binding.command, nullptr);
+  for (const char *key : removed_vi_command_keys)
+    el_set(editor.el, EL_BIND, "-a", "-r", key, nullptr);
+}
+
+static void bind_default_keys() {
+  if (has_vi_keys())
+    bind_vi_keys();
+  else
+    bind_emacs_keys();
+}
+
+void set_keys_up() {
+  el_set(editor.el, EL_EDITOR, "emacs");
+  add_commands();
+  bind_default_keys();
 }
 
 // --- Binding -------------------------------------------------------------------------------------
@@ -155,15 +197,48 @@ static void note_binding(const char **words) {
   if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
-bool run_editor_command(const char *line) {
+// Whether a command is for this program, as far as what stands before a colon in it tells: libedit
+// decides that, and refuses a command that it does not know only if it is.
+static bool is_for_this_program(const char *command) {
+  const char *colon = strchr(command, ':');
+  if (colon == nullptr) return true;
+  char *unknown = strndup(command, static_cast<size_t>(colon + 1 - command));
+  const char *const words[] = {unknown, nullptr};
+  const bool refused = el_parse(editor.el, 1, const_cast<const char **>(words)) == -1;
+  free(unknown);
+  return refused;
+}
+
+static bool is_bind(const char *command) {
+  const char *colon = strchr(command, ':');
+  return strcmp(colon != nullptr ? colon + 1 : command, "bind") == 0;
+}
+
+// Whether the words are "bind -e" or "bind -v", which bind all keys as libedit has them.
+static bool resets_keys(const char **words) {
+  if (!is_bind(words[0])) return false;
+  for (++words; *words != nullptr && **words == '-'; ++words)
+    if ((*words)[1] == 'e' || (*words)[1] == 'v') return true;
+  return false;
+}
+
+static int run_words(int count, const char **words) {
+  if (count == 0) return -1;
+  if (count == 3 && strcmp(words[0], "bind") == 0) note_binding(words);
+  const bool reset = resets_keys(words) && is_for_this_program(words[0]);
+  const int result = el_parse(editor.el, count, words);
+  if (reset) bind_default_keys();
+  return result;
+}
+
+int run_editor_command(const char *line) {
   Tokenizer *tokenizer = tok_init(nullptr);
   int count = 0;
   const char **words = nullptr;
-  const bool parsed = tok_str(tokenizer, line, &count, &words) == 0 && count > 0;
-  if (parsed && count == 3 && strcmp(words[0], "bind") == 0) note_binding(words);
-  const bool accepted = parsed && el_parse(editor.el, count, words) == 0;
+  const bool parsed = tok_str(tokenizer, line, &count, &words) == 0;
+  const int result = parsed ? run_words(count, words) : -1;
   tok_end(tokenizer);
-  return accepted;
+  return result;
 }
 
 void bind_key_to_itself(int key) {

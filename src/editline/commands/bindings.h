@@ -3,12 +3,16 @@
 
 namespace lineedit {
 
-// Adds the layer's own commands to the editor and binds the keys that every line has.
-void bind_default_keys();
+// Gives a new editor emacs's keys, with the layer's own commands and the keys that every line has.
+void set_keys_up();
 
-// The work of rl_parse_and_bind, rl_bind_key and rl_add_defun, for an editor that is set up.
-bool run_editor_command(const char *line);
+// Runs one line as it stands in a settings file. Where that binds all keys as libedit has them, the
+// layer's own are bound again. Returns 0, -1 for a line that cannot be parsed or a command that the
+// editor does not know, or 1 for one that it refuses.
+int run_editor_command(const char *line);
+
 void bind_key_to_itself(int key);
+// Binds `key` to the editor command `name`, made of a function of the application's.
 void add_application_command(const char *name, int (*function)(int count, int key), int key);
 
 }  // namespace lineedit

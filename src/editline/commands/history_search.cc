@@ -6,8 +6,8 @@
 // from its newest line on. It calls itself for each key, too, so that a long search uses up the
 // stack.
 //
-// While a search is on, the editor's line is the line found with the pattern in a row below it, and
-// every key comes to one command.
+// A search is one command that reads its keys until one ends it. Meanwhile the editor's line is the
+// line found, with the pattern in a row below it.
 #include "editline/commands/history_search.h"
 
 #include <sys/ioctl.h>
@@ -16,6 +16,7 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
+#include <initializer_list>
 #include <iterator>
 
 #include "editline/base/editor.h"
@@ -25,6 +26,7 @@
 #include "editline/commands/history_walk.h"
 #include "editline/input/keys.h"
 #include "editline/screen/display.h"
+#include "editline/screen/rows.h"
 
 namespace lineedit {
 
@@ -41,13 +43,17 @@ struct SearchState {
 };
 
 static struct {
+  // A search is in progress.
   bool on;
   // The line in which the search began, with its place and cursor: Ctrl-G goes back to it.
   LineText origin;
   int origin_back;
   size_t origin_cursor;
-  // The line that is shown.
+  // The line found, and that line with the pattern's row as the editor has it.
   LineText line;
+  LineText shown;
+  // The line at the place in history, while it is looked at.
+  LineText candidate;
   // The pattern, as characters and as bytes.
   wchar_t pattern[256];
   char pattern_bytes[256 * 16];
@@ -58,9 +64,10 @@ static struct {
   wchar_t latest[256];
 } search;
 
-static SearchState *current() { return &search.states[search.count - 1]; }
+// Printable ASCII characters that run a command, by what the application has bound: no user's text.
+static struct { bool runs_command[128]; } bound;
 
-static void take_search_off_screen();
+static SearchState *current() { return &search.states[search.count - 1]; }
 
 void reset_search() {
   search.on = false;
@@ -68,9 +75,9 @@ void reset_search() {
 }
 
 void wipe_search() {
-  wipe_text(&search.origin);
-  wipe_text(&search.line);
-  search = {};
+  for (LineText *text : {&search.origin, &search.line, &search.shown, &search.candidate})
+    wipe_text(text);
+  explicit_bzero(&search, sizeof search);
 }
 
 // --- The line and the pattern --------------------------------------------------------------------
@@ -101,15 +108,15 @@ static bool find_in_line(long from, size_t *found) {
 // Takes over the line at the place where it has the pattern in it. One that equals the line shown
 // is no step on.
 static bool take_line_at_place() {
-  static LineText line;
   const char *stored = stored_line_at_place();
   if (lines_back() != search.origin_back && stored != nullptr &&
       strstr(stored, search.pattern_bytes) == nullptr)
     return false;
-  read_line_searched(&line);
-  if (wcsstr(line.characters, search.pattern) == nullptr || same_text(&line, &search.line))
+  read_line_searched(&search.candidate);
+  if (wcsstr(search.candidate.characters, search.pattern) == nullptr ||
+      same_text(&search.candidate, &search.line))
     return false;
-  set_text(&search.line, line.characters, line.length);
+  set_text(&search.line, search.candidate.characters, search.candidate.length);
   return true;
 }
 
@@ -131,26 +138,37 @@ static bool find(long from) {
 
 // --- The screen ----------------------------------------------------------------------------------
 
-// The line with the search below it, in the editor.
-static void show_search() {
-  static LineText shown;
-  const SearchState *state = current();
-  set_text(&shown, search.line.characters, search.line.length);
-  append_text(&shown, state->older ? L"\nbck" : L"\nfwd", 4);
-  append_text(&shown, state->failed ? L"?" : L":", 1);
-  append_text(&shown, search.pattern, state->length);
-  set_edited_line(&shown, state->cursor);
+static void draw_in_place(const LineText *line) {
+  move_to_prompt();
+  set_edited_line(line, current()->cursor);
+  fit_screen_to_line();
+  redraw_line();
 }
 
-static unsigned char show_result(bool found) {
-  current()->failed = !found;
-  show_search();
-  return found ? CC_REFRESH : CC_REFRESH_BEEP;
+// The line found with the pattern's row below it.
+static void show_search() {
+  const SearchState *state = current();
+  set_text(&search.shown, search.line.characters, search.line.length);
+  append_text(&search.shown, state->older ? L"\nbck" : L"\nfwd", 4);
+  append_text(&search.shown, state->failed ? L"?" : L":", 1);
+  append_text(&search.shown, search.pattern, state->length);
+  draw_in_place(&search.shown);
 }
 
 // --- Beginning and ending ------------------------------------------------------------------------
 
-static unsigned char begin_search(bool older) {
+static void leave_search() {
+  if (current()->length > 0) wcscpy(search.latest, search.pattern);
+  reset_search();
+}
+
+// For a signal that is acted on: leaves the line found on the screen, without the pattern.
+static void take_search_off_screen() {
+  leave_search();
+  draw_in_place(&search.line);
+}
+
+static void begin_search(bool older) {
   take_edited_line(&search.origin, &search.origin_cursor);
   set_text(&search.line, search.origin.characters, search.origin.length);
   keep_typed_line();
@@ -162,15 +180,6 @@ static unsigned char begin_search(bool older) {
   search.pattern_bytes[0] = '\0';
   search.on = true;
   editor.leave_command = take_search_off_screen;
-  capture_keys(true);
-  show_search();
-  return CC_REFRESH;
-}
-
-static void leave_search() {
-  if (current()->length > 0) wcscpy(search.latest, search.pattern);
-  reset_search();
-  capture_keys(false);
 }
 
 // The editor's line is the line found.
@@ -186,12 +195,6 @@ static unsigned char abort_search() {
   current()->cursor = search.origin_cursor;
   end_search();
   return CC_REFRESH_BEEP;
-}
-
-static void take_search_off_screen() {
-  leave_search();
-  set_line_in_wait(&search.line, current()->cursor);
-  redraw_in_place();
 }
 
 // --- The keys of a search ------------------------------------------------------------------------
@@ -212,13 +215,18 @@ static bool extend_pattern(wchar_t character) {
   return true;
 }
 
-static unsigned char search_for_more(wchar_t character) {
-  if (!add_state()) return CC_ERROR;
+static bool note_result(bool found) {
+  current()->failed = !found;
+  return found;
+}
+
+static bool search_for_more(wchar_t character) {
+  if (!add_state()) return false;
   if (!extend_pattern(character)) {
     --search.count;
-    return CC_ERROR;
+    return false;
   }
-  return show_result(find(static_cast<long>(current()->cursor)));
+  return note_result(find(static_cast<long>(current()->cursor)));
 }
 
 // libedit's words.
@@ -227,14 +235,14 @@ static bool is_in_word(wchar_t character) {
          wcschr(L"*?_-.[]~=", character) != nullptr;
 }
 
-static unsigned char search_for_next_word() {
-  if (current()->failed || !add_state()) return CC_ERROR;
+static bool search_for_next_word() {
+  if (current()->failed || !add_state()) return false;
   const wchar_t *at = search.line.characters + current()->cursor + current()->length;
   const wchar_t *const end = search.line.characters + search.line.length;
   bool extended = true;
   while (extended && at < end && !is_in_word(*at)) extended = extend_pattern(*at++);
   while (extended && at < end && is_in_word(*at)) extended = extend_pattern(*at++);
-  return show_result(true);
+  return note_result(true);
 }
 
 static bool take_latest_pattern() {
@@ -258,28 +266,27 @@ static bool find_from_far_end() {
   return false;
 }
 
-static unsigned char search_on(bool older) {
-  if (!add_state()) return CC_ERROR;
+static bool search_on(bool older) {
+  if (!add_state()) return false;
   const bool turned = current()->older != older;
   current()->older = older;
   long from = static_cast<long>(current()->cursor);
   if (current()->length == 0) {
-    if (!take_latest_pattern()) return show_result(true);
+    if (!take_latest_pattern()) return note_result(true);
   } else if (!turned) {
     from += older ? -1 : 1;
   }
-  return show_result(current()->failed && !turned ? find_from_far_end() : find(from));
+  return note_result(current()->failed && !turned ? find_from_far_end() : find(from));
 }
 
-static unsigned char search_for_less() {
-  if (search.count == 1) return CC_ERROR;
+static bool search_for_less() {
+  if (search.count == 1) return false;
   --search.count;
   search.pattern[current()->length] = L'\0';
   encode_line(search.pattern_bytes, search.pattern, current()->length);
   return_in_history(current()->back);
   read_line_searched(&search.line);
-  show_search();
-  return CC_REFRESH;
+  return true;
 }
 
 static bool more_has_been_typed() {
@@ -287,15 +294,15 @@ static bool more_has_been_typed() {
   return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// An Escape ends the search, and what follows it is text. But for an arrow key or its like, which
-// ends the search as any other key does.
+// An Escape ends the search, and what follows it is text. Only an arrow key or its like, which also
+// begins with one, ends the search as any other key does.
 static unsigned char end_search_at_escape(EditLine *el) {
-  capture_keys(false);
   wchar_t next;
   if (more_has_been_typed() && el_wgetc(el, &next) == 1) {
     if (next == L'[' || next == L'O') put_back_key(L'\033');
     put_back_key(next);
   }
+  end_repeat_count();
   return end_search();
 }
 
@@ -304,21 +311,17 @@ static unsigned char end_search_with(wchar_t key) {
   return end_search();
 }
 
-// Printable ASCII characters that run a command.
-static bool runs_command[128];
-
 void note_key_inserts(int key, bool inserts) {
-  if (key > ' ' && key < 0x7f) runs_command[key] = !inserts;
+  if (key > ' ' && key < 0x7f) bound.runs_command[key] = !inserts;
 }
 
 static bool is_part_of_pattern(wchar_t key) {
   if (static_cast<int>(key) < 0 || iswprint(static_cast<wint_t>(key)) == 0) return false;
-  return key >= static_cast<wchar_t>(std::size(runs_command)) || !runs_command[key];
+  return key >= static_cast<wchar_t>(std::size(bound.runs_command)) || !bound.runs_command[key];
 }
 
-unsigned char take_search_key(EditLine *el, wint_t) {
-  const wchar_t key = captured_key();
-  if (!search.on) return CC_ERROR;
+// Searches on by a key. Returns false where there is nothing more to find, or no room.
+static bool search_with(wchar_t key) {
   switch (key) {
     case L'\022':  // ^R
       return search_on(true);
@@ -329,16 +332,37 @@ unsigned char take_search_key(EditLine *el, wint_t) {
     case L'\b':
     case L'\177':
       return search_for_less();
-    case L'\a':
-      return abort_search();
-    case L'\033':
-      return end_search_at_escape(el);
     default:
-      return is_part_of_pattern(key) ? search_for_more(key) : end_search_with(key);
+      return search_for_more(key);
   }
 }
 
-unsigned char search_older(EditLine *, wint_t) { return begin_search(true); }
-unsigned char search_newer(EditLine *, wint_t) { return begin_search(false); }
+static bool is_search_key(wchar_t key) {
+  return (key != L'\0' && wcschr(L"\022\023\027\b\177", key) != nullptr) || is_part_of_pattern(key);
+}
+
+static unsigned char search_while_typing(EditLine *el, bool older) {
+  wchar_t key = L'\0';
+  begin_search(older);
+  for (;;) {
+    show_search();
+    if (el_wgetc(el, &key) != 1) {
+      end_search();
+      return CC_EOF;
+    }
+    // What happened in the wait may have ended it.
+    if (!search.on) {
+      put_back_key(key);
+      return CC_REFRESH;
+    }
+    if (!is_search_key(key)) break;
+    if (!search_with(key)) el_beep(el);
+  }
+  if (key == L'\a') return abort_search();
+  return key == L'\033' ? end_search_at_escape(el) : end_search_with(key);
+}
+
+unsigned char search_older(EditLine *el, wint_t) { return search_while_typing(el, true); }
+unsigned char search_newer(EditLine *el, wint_t) { return search_while_typing(el, false); }
 
 }  // namespace lineedit

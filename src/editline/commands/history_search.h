@@ -8,8 +8,6 @@ namespace lineedit {
 // Editor commands: begin a search for older and for newer lines.
 unsigned char search_older(EditLine *el, wint_t key);
 unsigned char search_newer(EditLine *el, wint_t key);
-// Editor command: take a key of a search.
-unsigned char take_search_key(EditLine *el, wint_t key);
 
 // At the start of a line: nothing is searched for.
 void reset_search();

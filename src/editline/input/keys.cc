@@ -1,11 +1,9 @@
 // Where the editor gets its keys from: the input hook, or this layer's own reader for an editor
-// without one. Both wait with signals let in, which the engine's built-in reader cannot. Commands
-// of the layer's look at further keys here.
+// without one. Both wait with signals let in, which the engine's built-in reader cannot.
 #include "editline/input/keys.h"
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cwchar>
@@ -19,23 +17,28 @@
 
 namespace lineedit {
 
+// How far the keys have got with a repeat count: Escape and digits, with further digits or Escapes
+// and digits, and then the key that the count is for.
+enum class CountStage { none, digits, escape, sequence, complete };
+
 static struct {
-  // Keys that were given back, the next one first.
+  // Keys that were put back, the next one first.
   wchar_t put_back[8];
   int put_back_count;
-  // See capture_keys. The key has been read and the second of the two that run its command is due.
-  bool capturing;
-  bool capturing_due;
-  wchar_t captured;
-  // The repeat count of the key that comes next, or whose command is running; 0 for none.
-  int repeat;
-  // What the layer's own reader waits on, kept for its storage.
-  WaitSet ready;
+  // The two keys before.
+  wchar_t previous;
+  wchar_t before_previous;
+  CountStage stage;
+  int digits;
+  int count;
 } keys;
+
+// What the layer's own reader waits on, kept for its storage.
+static WaitSet ready;
 
 // --- From the terminal ---------------------------------------------------------------------------
 
-static int read_from_hook(EditLine *, wchar_t *character) {
+static int read_from_hook(wchar_t *character) {
   const int key = rl_getc_function(rl_instream);
   if (key == -1) return 0;
   *character = static_cast<wchar_t>(key);
@@ -46,10 +49,10 @@ static int read_from_hook(EditLine *, wchar_t *character) {
 static ssize_t read_byte(char *byte) {
   const int fd = fileno(rl_instream);
   ssize_t got;
-  wait_set_clear(&keys.ready);
+  wait_set_clear(&ready);
   do {
-    do wait_set_add(&keys.ready, fd);
-    while (wait_for_input(fd + 1, &keys.ready) <= 0);
+    do wait_set_add(&ready, fd);
+    while (wait_for_input(fd + 1, &ready) <= 0);
     got = read(fd, byte, 1);
   } while (got == 0 && input_was_dropped(fd));
   return got;
@@ -70,7 +73,7 @@ static bool decode(wchar_t *character, char *bytes, size_t *count) {
 }
 
 // Reads one character of the locale's encoding. Bytes that are part of none are passed over.
-static int read_character(EditLine *, wchar_t *character) {
+static int read_character(wchar_t *character) {
   char bytes[MB_LEN_MAX];
   size_t count = 0;
   do {
@@ -81,44 +84,105 @@ static int read_character(EditLine *, wchar_t *character) {
   return 1;
 }
 
-static int read_new_key(EditLine *el, wchar_t *key) {
-  return rl_getc_function != nullptr ? read_from_hook(el, key) : read_character(el, key);
+static int read_key_once(wchar_t *key) {
+  if (keys.put_back_count > 0) {
+    *key = keys.put_back[0];
+    --keys.put_back_count;
+    wmemmove(keys.put_back, keys.put_back + 1, static_cast<size_t>(keys.put_back_count));
+    return 1;
+  }
+  return rl_getc_function != nullptr ? read_from_hook(key) : read_character(key);
+}
+
+// --- Repeat counts -------------------------------------------------------------------------------
+
+static constexpr wchar_t escape = L'\033';
+static constexpr wchar_t quote = L'\026';  // ^V, behind which an Escape is text
+
+static constexpr int most_digits = 4;
+
+static bool is_digit(wchar_t key) { return key >= L'0' && key <= L'9'; }
+
+// A control character also ends the sequence but is not part of it.
+static bool ends_sequence(wchar_t key) { return (key >= L'@' && key <= L'~') || key < L' '; }
+
+// The stage that the key, which is not a digit too many, leads to.
+static CountStage next_stage(wchar_t key) {
+  switch (keys.stage) {
+    case CountStage::digits:
+      if (is_digit(key)) return CountStage::digits;
+      return key == escape ? CountStage::escape : CountStage::complete;
+    case CountStage::escape:
+      if (is_digit(key)) return CountStage::digits;
+      return key == L'[' || key == L'O' ? CountStage::sequence : CountStage::complete;
+    case CountStage::sequence:
+      return ends_sequence(key) ? CountStage::complete : CountStage::sequence;
+    default:
+      return is_digit(key) && keys.previous == escape && keys.before_previous != quote
+                 ? CountStage::digits
+                 : CountStage::none;
+  }
+}
+
+static void follow_count(wchar_t key) {
+  const CountStage before = keys.stage;
+  keys.stage = next_stage(key);
+  if (keys.stage == CountStage::digits) {
+    if (before == CountStage::none || before == CountStage::complete) keys.count = keys.digits = 0;
+    keys.count = keys.count * 10 + static_cast<int>(key - L'0');
+    ++keys.digits;
+  }
+  keys.before_previous = keys.previous;
+  keys.previous = key;
+}
+
+static void put_back_first(wchar_t key) {
+  if (keys.put_back_count == static_cast<int>(std::size(keys.put_back))) return;
+  wmemmove(keys.put_back + 1, keys.put_back, static_cast<size_t>(keys.put_back_count));
+  keys.put_back[0] = key;
+  ++keys.put_back_count;
+}
+
+// A digit with the eighth bit set stands for Escape and the digit.
+static int read_escaped_key(wchar_t *key) {
+  const int got = read_key_once(key);
+  if (got == 1 && is_digit(*key + 0x80) && keys.previous != quote) {
+    put_back_first(*key + 0x80);
+    *key = escape;
+  }
+  return got;
+}
+
+// Whether the key is one digit too many, or the Escape before one, which is then read as well.
+static bool is_too_much(wchar_t key) {
+  if (keys.stage != CountStage::digits || keys.digits < most_digits) return false;
+  if (is_digit(key)) return true;
+  wchar_t next;
+  if (key != escape || read_key_once(&next) != 1) return false;
+  if (is_digit(next)) return true;
+  put_back_first(next);
+  return false;
+}
+
+int repeat_count() { return keys.stage == CountStage::complete ? keys.count : 1; }
+
+void end_repeat_count() {
+  keys.stage = CountStage::none;
+  keys.previous = L'\0';
 }
 
 // --- The reading function ------------------------------------------------------------------------
 
-static int next_put_back(wchar_t *key) {
-  *key = keys.put_back[0];
-  --keys.put_back_count;
-  wmemmove(keys.put_back, keys.put_back + 1, static_cast<size_t>(keys.put_back_count));
-  return 1;
-}
-
-static int next_key(EditLine *el, wchar_t *key) {
-  if (keys.put_back_count > 0) return next_put_back(key);
-  keys.repeat = 0;
-  return read_new_key(el, key);
-}
-
-static int read_captured(EditLine *el, wchar_t *key) {
-  if (keys.capturing_due) {
-    keys.capturing_due = false;
-    *key = L'k';
-    return 1;
-  }
-  const int got = next_key(el, &keys.captured);
-  if (got != 1) keys.capturing = false;
-  // What happened in the wait may have ended it.
-  keys.capturing_due = keys.capturing;
-  *key = keys.capturing ? L'\377' : keys.captured;
-  return got;
-}
-
-static int read_key(EditLine *el, wchar_t *key) {
+// libedit 3.1-20221030 takes a count of a million: a key more, and it is busy for seconds, with
+// hundreds of megabytes. So digits beyond the fourth do not get there.
+static int read_key(EditLine *, wchar_t *key) {
   keep_room_in_line();
   if (fit_screen_to_line()) redraw_in_place();
-  if (keys.capturing || keys.capturing_due) return read_captured(el, key);
-  return next_key(el, key);
+  int got;
+  do got = read_escaped_key(key);
+  while (got == 1 && is_too_much(*key));
+  if (got == 1) follow_count(*key);
+  return got;
 }
 
 el_rfunc_t key_reader() { return read_key; }
@@ -128,72 +192,6 @@ void put_back_key(wchar_t key) {
     keys.put_back[keys.put_back_count++] = key;
 }
 
-void capture_keys(bool on) { keys.capturing = on; }
-
-wchar_t captured_key() { return keys.captured; }
-
-void reset_keys() {
-  const WaitSet storage = keys.ready;
-  keys = {};
-  keys.ready = storage;
-}
-
-// --- Repeat counts -------------------------------------------------------------------------------
-
-static constexpr int greatest_repeat = 9999;
-
-// So does a control character, which is no part of one.
-static bool ends_sequence(wchar_t character) {
-  return (character >= L'@' && character <= L'~') || character < L' ';
-}
-
-// Reads on to the end of the key that begins with `first`, and gives it back.
-static void put_back_whole_key(EditLine *el, wchar_t first) {
-  wchar_t key[std::size(keys.put_back)] = {first};
-  size_t length = 1;
-  bool sequence = first == L'\033';
-  while (sequence && length < std::size(key) && el_wgetc(el, &key[length]) == 1) {
-    ++length;
-    if (length == 2)
-      sequence = key[1] == L'[' || key[1] == L'O';
-    else
-      sequence = !ends_sequence(key[length - 1]);
-  }
-  for (size_t i = 0; i < length; ++i) put_back_key(key[i]);
-}
-
-// libedit 3.1-20221030 takes a count of a million: a key more, and it is busy for seconds, with
-// hundreds of megabytes. So the digits are read here, and it gets those of a smaller count.
-static unsigned char repeat_count_command(EditLine *el, wint_t key) {
-  int count = static_cast<int>(key & 0x7f) - '0';
-  wchar_t next = 0;
-  for (;;) {
-    if (el_wgetc(el, &next) != 1) return CC_EOF;
-    if (next < L'0' || next > L'9') break;
-    count = count * 10 + static_cast<int>(next - L'0');
-    if (count > greatest_repeat) count = greatest_repeat;
-  }
-  put_back_whole_key(el, next);
-  keys.repeat = count;
-  wchar_t digits[8];
-  swprintf(digits, std::size(digits), L"\377%d", count);
-  el_wpush(el, digits);
-  return CC_NORM;
-}
-
-void add_repeat_count(EditLine *el) {
-  el_wset(el, EL_ADDFN, L"rl_digit_argument", L"Begin a repeat count", repeat_count_command);
-  for (int digit = 0; digit <= 9; ++digit) {
-    char sequence[16];
-    snprintf(sequence, sizeof sequence, HIDDEN_KEY "%d", digit);
-    el_set(el, EL_BIND, sequence, "ed-argument-digit", nullptr);
-    snprintf(sequence, sizeof sequence, "\\e%d", digit);
-    el_set(el, EL_BIND, sequence, "rl_digit_argument", nullptr);
-    snprintf(sequence, sizeof sequence, "\\%03o", 0x80 + '0' + digit);
-    el_set(el, EL_BIND, sequence, "rl_digit_argument", nullptr);
-  }
-}
-
-int repeat_count() { return keys.repeat > 0 ? keys.repeat : 1; }
+void reset_keys() { keys = {}; }
 
 }  // namespace lineedit

@@ -59,9 +59,13 @@ void redraw_line() {
   el_set(editor.el, EL_REFRESH);
 }
 
-void redraw_in_place() {
+void move_to_prompt() {
   beside = {};
   move_up(row_on_screen(el_wline(editor.el)->cursor));
+}
+
+void redraw_in_place() {
+  move_to_prompt();
   redraw_line();
 }
 

@@ -9,6 +9,9 @@ namespace lineedit {
 void redraw_line();
 // The same where the line is drawn already.
 void redraw_in_place();
+// For code that changes the line before it draws it there: moves the terminal's cursor up to the
+// prompt's row.
+void move_to_prompt();
 
 // Around code that may write to the terminal beside the line, such as a completer. The first moves
 // the terminal's cursor down to the row in which the line ends, so that nothing of it is written
