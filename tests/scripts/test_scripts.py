@@ -408,7 +408,7 @@ def test_an_unknown_option_is_refused(project):
 # Reading, counting and watching the code
 
 
-@pytest.mark.parametrize("script", ["coverage", "memcheck", "lint"])
+@pytest.mark.parametrize("script", ["coverage", "memcheck", "lint", "stock-symptoms"])
 def test_the_tools_tell_their_use_and_refuse_anything_else(project, script):
     told = project.script(script, "--help")
     assert told.returncode == 0

@@ -192,6 +192,7 @@ COMMANDS = {
     "cmake --build --preset debug": builds_one_target,
     "ctest --test-dir build-debug": lists_the_tests,
     "scripts/soak": soaks,
+    "scripts/stock-symptoms": runs,
     "scripts/coverage": is_a_tool,
     "scripts/coverage --quick": is_a_tool,
     "scripts/memcheck": is_a_tool,
