@@ -140,7 +140,7 @@ def makes_a_debian(command, project):
 
 
 def tells_its_use(command, project):
-    """It takes minutes and more to build.  tests/bench and the test of the fuzzer try what it does."""
+    """It takes minutes and more to build."""
     script = command.split()[0]
     assert script in project.run(script + " --help 2>&1")
 
