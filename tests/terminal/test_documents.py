@@ -145,12 +145,6 @@ def tells_its_use(command, project):
     assert script in project.run(script + " --help 2>&1")
 
 
-def makes_the_picture(command, project):
-    """test_picture.py makes it and compares it; the script says so to that test."""
-    assert "TAVORIN_MAKE_PICTURE" in (ROOT / "tests/terminal/test_picture.py").read_text()
-    subprocess.run(["bash", "-n", ROOT / command], check=True)
-
-
 def soaks(command, project):
     """For a moment, not for an hour."""
     assert "lines" in project.run(command + " --lines 300 --minutes 0")
@@ -181,7 +175,6 @@ COMMANDS = {
     "scripts/test": in_continuous_integration,
     "scripts/test --fast -- -R history": selects_tests,
     "scripts/check-fresh": makes_a_debian,
-    "scripts/picture": makes_the_picture,
     "cmake --install build": installs,
     "cmake --install build --component stand-in": installs,
     "cpack --config build/CPackConfig.cmake": packs,
