@@ -27,17 +27,20 @@ readonly STATUS_NO_DEBIAN=7  # this system has no dpkg or no apt
 # What building and running the extension needs.
 readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
 
+# The libraries of the programs that measure.
+readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
+
 # What the tests need besides: the second compiler, the libraries of the C++
 # tests, what drives and reads a terminal, the terminal descriptions, and what
-# finds the dependencies of a Debian package.
+# finds the dependencies of a Debian package. The benchmarks are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
-  python3 python3-pytest python3-pyte
+  "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
   ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 
-# What measuring needs besides: what the module is compared with, what counts
-# system calls and instructions, and the library of the small benchmarks.
-readonly BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libreadline-dev
-  python3 python3-prompt-toolkit strace valgrind libbenchmark-dev)
+# What measuring needs besides: what the module is compared with, and what counts
+# system calls and instructions.
+readonly BENCH_PACKAGES=("${RUN_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}"
+  python3 python3-prompt-toolkit strace valgrind)
 
 # What reads, counts and watches the code needs besides.
 readonly TOOL_PACKAGES=("${TEST_PACKAGES[@]}" gcovr valgrind

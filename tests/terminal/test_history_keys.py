@@ -177,3 +177,13 @@ def test_a_long_line_is_recalled_whole(shell, length):
     shell.wait_for_prompt()
     shell.type("<up><enter>")
     assert shell.outcome() == Returned(True)
+
+
+@pytest.mark.parametrize("keys, line", [("<up>" * 900, "line 100"), ("<ctrl-r>oldest", "the oldest")],
+                         ids=["up", "search"])
+def test_a_line_far_back_is_recalled(shell, keys, line):
+    shell.do("for number in range(1000):\n"
+             "    Tavorin.addHistory('line %d' % number if number else 'the oldest', 'exec', '')\n")
+    shell.begin_line("", "Tavorin.readline('> ', None, 'exec', '')")
+    shell.type(keys + "<enter>")
+    assert shell.outcome() == Returned(line)

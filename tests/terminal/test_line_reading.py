@@ -333,3 +333,40 @@ def test_a_forked_child_that_leaves_meanwhile_changes_nothing(shell):
     shell.type("<enter>")
     assert shell.outcome() == Returned("abc")
     shell.assert_settings_as_before()
+
+
+class TestReadlineThreadId:
+    """The exported number of the thread that reads lines."""
+
+    @pytest.fixture
+    def shell(self, shell):
+        shell.do("import ctypes, thread, threading\n"
+                 "library = ctypes.CDLL(Tavorin.__file__)\n"
+                 "def thread_id():\n"
+                 "    return ctypes.c_ulong.in_dll(library, 'readlineThreadId').value\n")
+        return shell
+
+    def test_it_is_zero_before_any_line(self, shell):
+        assert shell.do("thread_id()") == 0
+
+    def test_a_line_records_its_thread(self, shell):
+        shell.ask("Tavorin.readline('> ')")
+        shell.type("<enter>")
+        assert shell.outcome() == Returned("")
+        assert shell.do("thread_id() == thread.get_ident()") is True
+
+    def test_a_simple_line_does_not(self, shell):
+        shell.ask("Tavorin.simpleReadline('> ')")
+        shell.type("<enter>")
+        assert shell.outcome() == Returned("")
+        assert shell.do("thread_id()") == 0
+
+    def test_a_line_in_another_thread_records_that_one(self, shell):
+        shell.do("def read():\n"
+                 "    report('read', line=Tavorin.readline('> '), thread=thread.get_ident())\n")
+        shell.do("threading.Thread(target=read).start()")
+        shell.wait_for_prompt()
+        shell.type("<enter>")
+        other = shell.next_report("read")["thread"]
+        assert shell.do("thread_id()") == other
+        assert shell.do("thread.get_ident()") != other

@@ -9,7 +9,7 @@ from harness import Raised, Returned
 from monitor import CALLBACK, ScriptedMonitor
 from processes import processor_seconds, state
 from screen import Wrapped
-from test_broken_invariants import failed_assertion
+from test_invariant import failed_assertion
 
 
 @pytest.fixture

@@ -237,48 +237,6 @@ def test_reset_input_takes_any_arguments(shell):
     assert shell.do("Tavorin.resetInput(1, 'two')") is None
 
 
-class TestKeyBindingsEnabled:
-    """The switch for <tab> and "?" as Python sees it."""
-
-    def test_it_is_off_before_the_editor_is_set_up(self, shell):
-        assert shell.do("Tavorin.keyBindingsEnabled()") is False
-
-    def test_a_first_line_turns_it_on(self, shell):
-        shell.ask("Tavorin.readline('> ')")
-        shell.type("<enter>")
-        assert shell.outcome() == Returned("")
-        assert shell.do("Tavorin.keyBindingsEnabled()") is True
-
-    def test_a_first_simple_line_does_not(self, shell):
-        shell.ask("Tavorin.simpleReadline('> ')")
-        shell.type("<enter>")
-        assert shell.outcome() == Returned("")
-        assert shell.do("Tavorin.keyBindingsEnabled()") is False
-
-    def test_it_can_be_switched_as_the_first_thing(self, shell):
-        assert shell.do("Tavorin.keyBindingsEnabledIs(False)") is None
-        assert shell.do("Tavorin.keyBindingsEnabled()") is False
-        assert shell.do("Tavorin.keyBindingsEnabledIs(True)") is None
-        assert shell.do("Tavorin.keyBindingsEnabled()") is True
-
-    def test_the_first_line_after_switching_off_leaves_it_off(self, shell):
-        shell.do("Tavorin.keyBindingsEnabledIs(False)")
-        shell.ask("Tavorin.readline('> ')")
-        shell.type("<enter>")
-        assert shell.outcome() == Returned("")
-        assert shell.do("Tavorin.keyBindingsEnabled()") is False
-
-    def test_a_wrong_value_does_not_set_the_editor_up(self, shell):
-        shell.ask("Tavorin.keyBindingsEnabledIs(1)")
-        assert shell.outcome() == Raised("TypeError", "Expected a bool")
-        assert shell.do("Tavorin.keyBindingsEnabled()") is False
-
-    def test_switching_leaves_the_terminal_alone(self, shell):
-        shell.do("Tavorin.keyBindingsEnabledIs(True)")
-        shell.assert_settings_as_before()
-        assert shell.output == b""
-
-
 def test_the_exported_symbols():
     listing = subprocess.run(["nm", "-D", "--defined-only", module_path()], check=True,
                              capture_output=True, text=True).stdout
@@ -290,40 +248,3 @@ def test_the_exported_symbols():
     assert symbols["complete_line"] == symbols["initTavorin"] == "T"
     assert {symbols["history_saved_invokers"], symbols["maps"],
             symbols["readlineThreadId"]} <= {"D", "B"}
-
-
-class TestReadlineThreadId:
-    """The exported number of the thread that reads lines."""
-
-    @pytest.fixture
-    def shell(self, shell):
-        shell.do("import ctypes, thread, threading\n"
-                 "library = ctypes.CDLL(Tavorin.__file__)\n"
-                 "def thread_id():\n"
-                 "    return ctypes.c_ulong.in_dll(library, 'readlineThreadId').value\n")
-        return shell
-
-    def test_it_is_zero_before_any_line(self, shell):
-        assert shell.do("thread_id()") == 0
-
-    def test_a_line_records_its_thread(self, shell):
-        shell.ask("Tavorin.readline('> ')")
-        shell.type("<enter>")
-        assert shell.outcome() == Returned("")
-        assert shell.do("thread_id() == thread.get_ident()") is True
-
-    def test_a_simple_line_does_not(self, shell):
-        shell.ask("Tavorin.simpleReadline('> ')")
-        shell.type("<enter>")
-        assert shell.outcome() == Returned("")
-        assert shell.do("thread_id()") == 0
-
-    def test_a_line_in_another_thread_records_that_one(self, shell):
-        shell.do("def read():\n"
-                 "    report('read', line=Tavorin.readline('> '), thread=thread.get_ident())\n")
-        shell.do("threading.Thread(target=read).start()")
-        shell.wait_for_prompt()
-        shell.type("<enter>")
-        other = shell.next_report("read")["thread"]
-        assert shell.do("thread_id()") == other
-        assert shell.do("thread.get_ident()") != other
