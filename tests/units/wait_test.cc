@@ -28,7 +28,7 @@ TEST(WaitSet, HoldsDescriptorsOfAnySize) {
     wait_set_add(&set, added);
     for (const int descriptor : edges)
       EXPECT_EQ(wait_set_has(&set, descriptor), descriptor == added) << descriptor;
-    free(set.sets);
+    free(set.words);
   }
 }
 
@@ -37,7 +37,7 @@ TEST(WaitSet, KeepsWhatItHoldsWhenItGrows) {
   for (const int descriptor : edges) wait_set_add(&set, descriptor);
   for (const int descriptor : edges) EXPECT_TRUE(wait_set_has(&set, descriptor)) << descriptor;
   for (const int descriptor : {2, 1021, 1026, 4999}) EXPECT_FALSE(wait_set_has(&set, descriptor));
-  free(set.sets);
+  free(set.words);
 }
 
 TEST(WaitSet, RemovesOneAndClearsAll) {
@@ -52,7 +52,7 @@ TEST(WaitSet, RemovesOneAndClearsAll) {
   for (const int descriptor : edges) EXPECT_FALSE(wait_set_has(&set, descriptor));
   wait_set_add(&set, 1024);
   EXPECT_TRUE(wait_set_has(&set, 1024));
-  free(set.sets);
+  free(set.words);
 }
 
 TEST(WaitSet, RemovingWhatItDoesNotHoldChangesNothing) {
@@ -62,7 +62,7 @@ TEST(WaitSet, RemovingWhatItDoesNotHoldChangesNothing) {
   wait_set_remove(&set, 3);
   EXPECT_TRUE(wait_set_has(&set, 4));
   EXPECT_FALSE(wait_set_has(&set, 3));
-  free(set.sets);
+  free(set.words);
 }
 
 // --- wait_for_input

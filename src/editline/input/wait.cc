@@ -169,10 +169,10 @@ static int select_with_signals(int count, WaitSet *readable) {
   const int arrivals = waiting.arrivals;
   const sigset_t *mask = waiting.blocked ? &waiting.outside : nullptr;
   if (!waiting.blocked || arrivals < 0)
-    return pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+    return pselect(count, wait_set_fds(readable), nullptr, nullptr, nullptr, mask);
   wait_set_add(readable, arrivals);
   if (count <= arrivals) count = arrivals + 1;
-  int ready = pselect(count, readable->sets, nullptr, nullptr, nullptr, mask);
+  int ready = pselect(count, wait_set_fds(readable), nullptr, nullptr, nullptr, mask);
   const bool arrived_meanwhile = take_arrivals(readable) && ready > 0;
   if (arrived_meanwhile) let_blocked_signals_in();
   if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
