@@ -1,6 +1,4 @@
 // Making the editor, once and again: streams, keys typed before, the size of the screen.
-#include <pthread.h>
-#include <sched.h>
 #include <unistd.h>
 
 #include <cstdlib>
