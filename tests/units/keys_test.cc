@@ -1,4 +1,4 @@
-// Where keys come from: the layer's own reader, and repeat counts.
+// Where keys come from: the layer's own reader.
 #include "editline/input/keys.h"
 
 #include <unistd.h>
@@ -9,8 +9,6 @@
 #include "layer_harness.h"
 
 using namespace lineedit;
-
-// --- The layer's own reader ----------------------------------------------------------------------
 
 static std::optional<std::string> type_at_prompt(const std::string &bytes) {
   rl_getc_function = nullptr;
@@ -73,38 +71,4 @@ LAYER_TEST(OwnReader, ATerminalThatIsHungUpIsAtItsEnd) {
   close(terminal.master);
   EXPECT_EQ(read_next_line(), std::nullopt);
   EXPECT_EQ(read_next_line(), std::nullopt);
-}
-
-// --- Repeat counts -------------------------------------------------------------------------------
-
-LAYER_TEST(RepeatCount, IsTakenByKeys) {
-  EXPECT_EQ(read_line({"\0333x\n"}), "xxx");
-  EXPECT_EQ(read_line({"\03312xy\n"}), "xxxxxxxxxxxxy");
-  EXPECT_EQ(read_line({"abcdef\0332\002|\n"}), "abcd|ef");
-  EXPECT_EQ(read_line({"one two three\0332\033b|\n"}), "one |two three");
-  EXPECT_EQ(read_line({"\2632x\n"}), repeated("x", 32));
-}
-
-// libedit alone takes a million, and then needs seconds and hundreds of megabytes.
-LAYER_TEST(RepeatCount, EndsAt9999) {
-  EXPECT_EQ(read_line({"\0339999x\n"}), repeated("x", 9999));
-  EXPECT_EQ(read_line({"\0339999999999999999x\n"}), repeated("x", 9999));
-}
-
-LAYER_TEST(RepeatCount, IsTakenByKeysOfSeveralCharacters) {
-  EXPECT_EQ(read_line({"abcdef\0332\033[D|\n"}), "abcd|ef");
-  EXPECT_EQ(read_line({"abcdef\0333\033OD|\n"}), "abc|def");
-}
-
-// What looks like a key and is none is no reason to take the rest of the line for it.
-LAYER_TEST(RepeatCount, OfASequenceThatDoesNotEnd) {
-  EXPECT_EQ(read_line({"abc\0332\033[1111111111111\n", "d\n"}).has_value(), true);
-  EXPECT_EQ(read_line({"abc\0332\033[1\177\001|\n", "d\n"}).has_value(), true);
-  EXPECT_EQ(read_line({"x\n"}), "x");
-}
-
-LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
-  EXPECT_EQ(read_line({"abc\0333\033["}), std::nullopt);
-  EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);
-  EXPECT_EQ(read_line({"x\n"}), "x");
 }

@@ -58,3 +58,112 @@ LAYER_TEST(UserSettings, AreForTheNameThatTheEditorWasMadeUnder) {
   EXPECT_EQ(line_of_a_new_editor(), "abc");
   remove_settings(folder, ".editrc");
 }
+
+// --- What it holds -------------------------------------------------------------------------------
+
+static void use_settings(const std::string &text) {
+  char name[] = "/tmp/layer-settings-XXXXXX";
+  const int file = mkstemp(name);
+  EXPECT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  close(file);
+  setenv("EDITRC", name, 1);
+  EXPECT_EQ(rl_initialize(), 0);
+  unlink(name);
+}
+
+static const struct {
+  const char *name;
+  const char *settings;
+} other_lines[] = {
+    {"none", ""},
+    {"a comment", "# bind ^G ed-delete-prev-char\n"},
+    {"a comment behind blanks", "  \t# ?\n"},
+    {"a line that the locale cannot decode", "bind -s ^O caf\351\n"},
+    {"an unfinished quote", "don't\n"},
+    {"a list of commands", "bind -l -e\n"},
+    {"another program's keys", "another:bind -e\n"},
+    {"a refused command", "bind ^G no-such-command\n"},
+};
+
+LAYER_TEST(UserSettings, OtherLinesLeaveABindingAlone) {
+  for (const auto &row : other_lines) {
+    SCOPED_TRACE(row.name);
+    use_settings("bind ^P ed-move-to-beg\n" + std::string(row.settings) +
+                 "bind ^G ed-move-to-beg\r\n");
+    EXPECT_EQ(read_line({"b\020a\n"}), "ab");
+    EXPECT_EQ(read_line({"b\aa\n"}), "ab");
+  }
+}
+
+LAYER_TEST(UserSettings, ALineTooLongForTheEditorIsPassedOver) {
+  use_settings("bind -s ^X " + std::string(5000, 'x') + "\nbind ^G ed-move-to-beg");
+  EXPECT_EQ(read_line({"b\aa\n"}), "ab");
+}
+
+LAYER_TEST(UserSettings, AnUnknownCommandEndsThem) {
+  use_settings("no-such-command\nbind ^P ed-move-to-beg\n");
+  add_history("a line");
+  EXPECT_EQ(read_line({"b\020\n"}), "a line");
+}
+
+LAYER_TEST(UserSettings, CanBeMissing) {
+  unsetenv("EDITRC");
+  for (const char *home : {"/no/such/folder", static_cast<const char *>(nullptr)}) {
+    if (home != nullptr)
+      setenv("HOME", home, 1);
+    else
+      unsetenv("HOME");
+    EXPECT_EQ(rl_initialize(), 0);
+    EXPECT_EQ(read_line({"line\n"}), "line");
+  }
+}
+
+LAYER_TEST(UserSettings, ADigitThatTheUserHasBoundBeginsNoCount) {
+  use_settings("bind ^[2 ed-move-to-beg\n");
+  for (const char *line : {"first", "second"}) add_history(line);
+  EXPECT_EQ(read_line({"\0332\020\n"}), "second");
+  EXPECT_EQ(read_line({"ab\0332123456\n"}), "123456ab");
+  EXPECT_EQ(read_line({"\0331\0332x\n"}), repeated("x", 12));
+  EXPECT_EQ(read_line({"ab\0332c\n"}), "cab");
+}
+
+LAYER_TEST(UserSettings, AKeyThatInsertsAgainIsPartOfAPattern) {
+  use_settings("bind x ed-move-to-beg\nbind -e\n");
+  add_history("exit");
+  EXPECT_EQ(read_line({"\022ex\n"}), "exit");
+}
+
+// --- vi's keys -----------------------------------------------------------------------------------
+
+static const struct {
+  const char *name;
+  const char *keys;
+  const char *line;
+} vi_lines[] = {
+    {"minus goes on from where k went", "\033k-\n", "second"},
+    {"plus comes back", "\033kk+\n", "third"},
+    {"the end of an empty line, then a search", "\033$K\n", "third"},
+    {"the end of an empty line, then text", "\033$iabc\n", "abc"},
+    {"a count", "\0332k\n", "second"},
+    {"a count after a command", "\033k2k\n", "first"},
+    {"a count after another", "\0331k2k\n", "first"},
+    {"a count of two digits",
+     "abcdefghijklmno\0330"
+     "12xi|\n",
+     "|mno"},
+    {"a count for an operator", "one two three\0330d2wi|\n", "|three"},
+    {"a count of an operator", "one two three\03302dwi|\n", "|three"},
+    {"what was deleted is put after an empty line", "abc\0330Dkjp\n", "abc"},
+    {"bytes with the eighth bit", "gr\303\266\303\237e\n", "gr\303\266\303\237e"},
+};
+
+LAYER_TEST(ViKeys, DoAsTheyDoElsewhere) {
+  testing::internal::CaptureStderr();
+  use_settings("bind -v\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  for (const char *line : {"first", "second", "third"}) add_history(line);
+  for (const auto &row : vi_lines) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(read_line({row.keys}), row.line);
+  }
+}

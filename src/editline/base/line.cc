@@ -99,19 +99,12 @@ static void replace_line(const wchar_t *characters, size_t cursor) {
 }
 
 // libedit 3.1-20221030 has no call that empties a line and does nothing else. el_replacestr refuses
-// an empty text; el_deletestr puts what it deletes in the place of what Ctrl-Y brings back.
-// el_reset keeps that, and leaves the terminal alone while editing is off, but it would leave vi's
-// command mode.
+// an empty text, el_deletestr puts what it deletes in the place of what Ctrl-Y brings back,
+// el_reset leaves vi's command mode. But el_wline hands out the editor's own record of the line.
 static void empty_line() {
-  if (has_vi_keys()) {
-    replace_line(L" ", 1);
-    el_deletestr(editor.el, 1);
-    return;
-  }
+  LineInfoW *line = const_cast<LineInfoW *>(el_wline(editor.el));
+  line->cursor = line->lastchar = line->buffer;
   note_line_was_replaced();
-  set_editing(false);
-  el_reset(editor.el);
-  set_editing(true);
 }
 
 void set_edited_line(const LineText *line, size_t cursor) {
@@ -149,8 +142,11 @@ static void make_room_in_line() {
   edited.room = edited.longer.length;
 }
 
-void keep_room_in_line() {
+// libedit 3.1-20221030 moves the cursor before the beginning of an empty line when it goes to the
+// line's end in vi's command mode.
+void keep_line_in_bounds() {
   const LineInfoW *line = el_wline(editor.el);
+  if (line->cursor < line->buffer) move_cursor_to(0);
   const bool outgrown = static_cast<size_t>(line->lastchar - line->buffer) * 2 > edited.room;
   if (outgrown && editor.terminal_is_raw && editing_is_on()) make_room_in_line();
 }

@@ -27,8 +27,8 @@ void publish_line();
 bool take_line_was_replaced();
 void note_line_was_replaced();
 
-// Before each key: makes sure that deleting does not read beyond the line's buffer.
-void keep_room_in_line();
+// Before each key: keeps libedit's commands from reading and writing outside of the line's buffer.
+void keep_line_in_bounds();
 
 // For a new editor and another user: nothing of what was typed is kept. Publish the line after it.
 void wipe_line();

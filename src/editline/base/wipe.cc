@@ -14,8 +14,10 @@ void begin_wiping() {
   if (wiping.depth++ == 0) mallopt(M_PERTURB, 0xff);
 }
 
+// What the process's environment asks for comes back.
 void end_wiping() {
-  if (--wiping.depth == 0) mallopt(M_PERTURB, 0);
+  const char *asked = secure_getenv("MALLOC_PERTURB_");
+  if (--wiping.depth == 0) mallopt(M_PERTURB, asked != nullptr ? atoi(asked) : 0);
 }
 
 // The C library keeps up to seven blocks of each size at hand, and does not perturb them.

@@ -15,7 +15,7 @@
 #include "editline/commands/editing.h"
 #include "editline/commands/history_search.h"
 #include "editline/commands/history_walk.h"
-#include "editline/input/keys.h"
+#include "editline/commands/repeat_count.h"
 
 namespace lineedit {
 
@@ -31,6 +31,7 @@ static const struct {
   unsigned char (*function)(EditLine *, wint_t);
 } commands[] = {
     {L"rl_complete", L"Complete through the application's hook", complete},
+    {L"rl_digit_argument", L"Begin a repeat count", read_repeat_count},
     {L"rl_tstp", L"Send the suspend signal", suspend},
     {L"rl_transpose_chars", L"Exchange two characters", transpose_characters},
     {L"rl_prev_history", L"Go to the next older line", go_to_older_line},
@@ -119,7 +120,33 @@ static void add_commands() {
     el_wset(editor.el, EL_ADDFN, command.name, command.help, command.function);
 }
 
+static void bind_key_to_command(int key, const char *command) {
+  char octal[8];
+  snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(key));
+  el_set(editor.el, EL_BIND, octal, command, nullptr);
+}
+
+static void bind_emacs_digits() {
+  for (int digit = '0'; digit <= '9'; ++digit) {
+    char key[8];
+    snprintf(key, sizeof key, "\\e%c", digit);
+    el_set(editor.el, EL_BIND, key, "rl_digit_argument", nullptr);
+    bind_key_to_command(0x80 + digit, "rl_digit_argument");
+  }
+}
+
+// 0 begins no count there. A digit behind an Escape is libedit's, for read_repeat_count.
+static void bind_vi_digits() {
+  for (int digit = '0'; digit <= '9'; ++digit) {
+    char key[8];
+    snprintf(key, sizeof key, "\\e%c", digit);
+    el_set(editor.el, EL_BIND, "-a", key, "ed-argument-digit", nullptr);
+    if (digit > '0') el_set(editor.el, EL_BIND, "-a", key + 2, "rl_digit_argument", nullptr);
+  }
+}
+
 static void bind_emacs_keys() {
+  bind_emacs_digits();
   for (const Binding &binding : bindings)
     el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
   if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
@@ -143,6 +170,7 @@ static void bind_key_for_vi(const Binding *binding) {
 }
 
 static void bind_vi_keys() {
+  bind_vi_digits();
   for (const Binding &binding : bindings) bind_key_for_vi(&binding);
   for (const Binding &binding : vi_command_bindings)
     bind_vi_command_key(binding.keys, binding.command);
@@ -151,6 +179,7 @@ static void bind_vi_keys() {
 }
 
 static void bind_default_keys() {
+  reset_search_keys();
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (has_vi_keys())
@@ -166,12 +195,6 @@ void set_keys_up() {
 }
 
 // --- Binding -------------------------------------------------------------------------------------
-
-static void bind_key_to_command(int key, const char *command) {
-  char octal[8];
-  snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(key));
-  el_set(editor.el, EL_BIND, octal, command, nullptr);
-}
 
 // libedit's commands that walk through history, and the layer's commands that an application gets
 // for them.
@@ -199,37 +222,35 @@ static void note_binding(const char **words) {
   if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
-// Whether a command is for this program, as far as what stands before a colon in it tells: libedit
-// decides that, and refuses a command that it does not know only if it is.
-static bool is_for_this_program(const char *command) {
+// Whether the words are a "bind" for this program, as far as what stands before a colon tells:
+// libedit decides that, and refuses a command that it does not know only if it is.
+static bool is_bind(const char *command) {
   const char *colon = strchr(command, ':');
-  if (colon == nullptr) return true;
+  if (colon == nullptr) return strcmp(command, "bind") == 0;
+  if (strcmp(colon + 1, "bind") != 0) return false;
   char *unknown = strndup(command, static_cast<size_t>(colon + 1 - command));
-  const char *const words[] = {unknown, nullptr};
-  const bool refused = el_parse(editor.el, 1, const_cast<const char **>(words)) == -1;
+  const char *words[] = {unknown, nullptr};
+  const bool refused = el_parse(editor.el, 1, words) == -1;
   free(unknown);
   return refused;
 }
 
-static bool is_bind(const char *command) {
-  const char *colon = strchr(command, ':');
-  return strcmp(colon != nullptr ? colon + 1 : command, "bind") == 0;
-}
-
-// Whether the words are "bind -e" or "bind -v", which bind all keys as libedit has them.
-static bool resets_keys(const char **words) {
-  if (!is_bind(words[0])) return false;
-  for (++words; *words != nullptr && **words == '-'; ++words)
-    if ((*words)[1] == 'e' || (*words)[1] == 'v') return true;
+// Whether the options include -e or -v, which bind all keys as libedit has them. It stops at -l.
+static bool resets_keys(const char **options) {
+  for (; *options != nullptr && **options == '-'; ++options) {
+    const char option = (*options)[1];
+    if (option == 'e' || option == 'v') return true;
+    if (option == '\0' || strchr("akrs", option) == nullptr) return false;
+  }
   return false;
 }
 
 static int run_words(int count, const char **words) {
-  if (count == 0) return -1;
-  if (count == 3 && strcmp(words[0], "bind") == 0) note_binding(words);
-  const bool reset = resets_keys(words) && is_for_this_program(words[0]);
+  if (count == 0) return 1;
+  const bool binds = is_bind(words[0]);
+  if (binds && count == 3) note_binding(words);
   const int result = el_parse(editor.el, count, words);
-  if (reset) bind_default_keys();
+  if (binds && resets_keys(words + 1)) bind_default_keys();
   return result;
 }
 
@@ -238,7 +259,7 @@ int run_editor_command(const char *line) {
   int count = 0;
   const char **words = nullptr;
   const bool parsed = tok_str(tokenizer, line, &count, &words) == 0;
-  const int result = parsed ? run_words(count, words) : -1;
+  const int result = parsed ? run_words(count, words) : 1;
   tok_end(tokenizer);
   return result;
 }

@@ -7,8 +7,8 @@ namespace lineedit {
 void set_keys_up();
 
 // Runs one line as it stands in a settings file. Where that binds all keys as libedit has them, the
-// layer's own are bound again. Returns 0, -1 for a line that cannot be parsed or a command that the
-// editor does not know, or 1 for one that it refuses.
+// layer's own are bound again. Returns 0, -1 for a command that the editor does not know, or 1 for
+// a line that cannot be parsed and a command that is refused.
 int run_editor_command(const char *line);
 
 void bind_key_to_itself(int key);

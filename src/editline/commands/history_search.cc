@@ -24,7 +24,6 @@
 #include "editline/base/variables.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
-#include "editline/input/keys.h"
 #include "editline/screen/display.h"
 #include "editline/screen/rows.h"
 
@@ -294,22 +293,23 @@ static bool more_has_been_typed() {
   return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// An Escape ends the search, and what follows it is text. Only an arrow key or its like, which also
-// begins with one, ends the search as any other key does.
-static unsigned char end_search_at_escape(EditLine *el) {
-  wchar_t next;
-  if (more_has_been_typed() && el_wgetc(el, &next) == 1) {
-    if (next == L'[' || next == L'O') put_back_key(L'\033');
-    put_back_key(next);
-  }
-  end_repeat_count();
+// Ends the search and has the editor read these keys next, behind what a macro of the user's may
+// have left. A Ctrl-@ cannot be pushed back.
+static unsigned char end_search_with(EditLine *el, const wchar_t *keys) {
+  if (*keys != L'\0') el_wpush(el, keys);
   return end_search();
 }
 
-static unsigned char end_search_with(wchar_t key) {
-  put_back_key(key);
-  return end_search();
+// An Escape ends the search, and what follows it is text. Only an arrow key or its like, which also
+// begins with one, ends the search as any other key does.
+static unsigned char end_search_at_escape(EditLine *el) {
+  wchar_t keys[] = {L'\033', L'\0', L'\0'};
+  if (!more_has_been_typed() || el_wgetc(el, &keys[1]) != 1) return end_search();
+  const bool begins_key = keys[1] == L'[' || keys[1] == L'O';
+  return end_search_with(el, begins_key ? keys : keys + 1);
 }
+
+void reset_search_keys() { bound = {}; }
 
 void note_key_inserts(int key, bool inserts) {
   if (key > ' ' && key < 0x7f) bound.runs_command[key] = !inserts;
@@ -342,24 +342,24 @@ static bool is_search_key(wchar_t key) {
 }
 
 static unsigned char search_while_typing(EditLine *el, bool older) {
-  wchar_t key = L'\0';
+  wchar_t keys[] = {L'\0', L'\0'};
   begin_search(older);
   for (;;) {
     show_search();
-    if (el_wgetc(el, &key) != 1) {
+    if (el_wgetc(el, &keys[0]) != 1) {
       end_search();
       return CC_EOF;
     }
     // What happened in the wait may have ended it.
     if (!search.on) {
-      put_back_key(key);
+      if (keys[0] != L'\0') el_wpush(el, keys);
       return CC_REFRESH;
     }
-    if (!is_search_key(key)) break;
-    if (!search_with(key)) el_beep(el);
+    if (!is_search_key(keys[0])) break;
+    if (!search_with(keys[0])) el_beep(el);
   }
-  if (key == L'\a') return abort_search();
-  return key == L'\033' ? end_search_at_escape(el) : end_search_with(key);
+  if (keys[0] == L'\a') return abort_search();
+  return keys[0] == L'\033' ? end_search_at_escape(el) : end_search_with(el, keys);
 }
 
 unsigned char search_older(EditLine *el, wint_t) { return search_while_typing(el, true); }

@@ -15,8 +15,9 @@ void reset_search();
 void wipe_search();
 
 // For the search's keys: whether the key, a printable ASCII character, stands for itself, as all do
-// at first. One that runs a command ends the search. (What the user's own settings bind is not
-// known here.)
+// at first. One that runs a command ends the search.
 void note_key_inserts(int key, bool inserts);
+// All do again.
+void reset_search_keys();
 
 }  // namespace lineedit

@@ -45,7 +45,7 @@ static void show_line_at_place() {
 
 // As many steps as there are and were asked for.
 static unsigned char step(bool older) {
-  const int asked = repeat_count();
+  const int asked = take_repeat_count();
   int steps = 0;
   keep_typed_line();
   while (steps < asked && step_in_history(older)) ++steps;

@@ -22,8 +22,15 @@ static FILE *open_settings_file() {
   return file;
 }
 
+// libedit 3.1-20221030 takes the words of a line into buffers of 1024 characters: a longer word is
+// written beyond them, and the process dies.
+static constexpr size_t longest_line = 1000;
+
+// Passed over as well: a line that the locale cannot decode.
 static bool says_nothing(const char *line) {
-  line += strspn(line, " \t\r\f\v");
+  if (strlen(line) > longest_line || mbstowcs(nullptr, line, 0) == static_cast<size_t>(-1))
+    return true;
+  line += strspn(line, " \t\f\v");
   return *line == '\0' || *line == '#';
 }
 
@@ -34,7 +41,7 @@ void read_settings_file() {
   size_t size = 0;
   bool known = true;
   while (known && getline(&line, &size, file) >= 0) {
-    line[strcspn(line, "\n")] = '\0';
+    line[strcspn(line, "\r\n")] = '\0';
     known = says_nothing(line) || run_editor_command(line) != -1;
   }
   free(line);

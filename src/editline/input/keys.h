@@ -9,17 +9,16 @@ namespace lineedit {
 // Commands that read keys themselves get at it through el_wgetc.
 el_rfunc_t key_reader();
 
-// Gives a key back: it is read again before any new one. Several come back in this order, a few at
-// most; one for which there is no room is lost.
-void put_back_key(wchar_t key);
+// Has `function` run once, before the next key is read.
+void before_next_key(void (*function)());
 
-// The count that was given to the key whose command is running, 1 if none was. For commands of the
-// layer's, which libedit does not tell.
-int repeat_count();
-// For a command that has read an Escape for itself: what follows is no count.
-void end_repeat_count();
+// The repeat count of the key that a command has pushed back. It holds until a new key is read.
+void set_repeat_count(int count);
+// That count, for the command that the key runs: libedit does not tell the layer's commands. 1 if
+// there is none; the next command gets none.
+int take_repeat_count();
 
-// At the start of a line: nothing is put back or counted.
+// At the start of a line: nothing is counted.
 void reset_keys();
 
 }  // namespace lineedit

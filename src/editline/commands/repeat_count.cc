@@ -1,0 +1,121 @@
+// Repeat counts.
+//
+// libedit 3.1-20221030 takes a count of a million: a key more, and it is busy for seconds, with
+// hundreds of megabytes. So the digits are read here, and libedit gets those of a smaller count. It
+// takes them from keys that run its own command, and from nowhere else. In emacs's keys the first
+// digit's key is bound to that command until the next key is read. In vi's command mode a digit
+// behind an Escape always is.
+#include "editline/commands/repeat_count.h"
+
+#include <cstdio>
+#include <cwchar>
+#include <iterator>
+
+#include "editline/base/editor.h"
+#include "editline/input/keys.h"
+
+namespace lineedit {
+
+static constexpr int greatest_count = 9999;
+static constexpr size_t most_digits = 4;
+
+// The count being read.
+static struct {
+  int value;
+  // What is told to libedit of it: the digits, without those that would make it too great.
+  wchar_t digits[most_digits + 1];
+  size_t length;
+  // The first digit's key, bound to libedit's command.
+  char bound_key[4];
+} count;
+
+static bool is_digit(wchar_t key) { return key >= L'0' && key <= L'9'; }
+
+static void add_digit(wchar_t digit) {
+  const int longer = count.value * 10 + static_cast<int>(digit - L'0');
+  if (longer > greatest_count || count.length == most_digits) return;
+  count.value = longer;
+  count.digits[count.length++] = digit;
+}
+
+// --- Reading -------------------------------------------------------------------------------------
+
+// The key that the count is for, as far as it has been read.
+struct Key {
+  wchar_t characters[10];
+  size_t length;
+};
+
+static bool read_more(EditLine *el, Key *key) {
+  if (el_wgetc(el, &key->characters[key->length]) != 1) return false;
+  ++key->length;
+  return true;
+}
+
+// Takes over a digit, with the eighth bit or an Escape before it or without. Returns whether there
+// was one; else the key has begun.
+static bool take_digit(EditLine *el, Key *key) {
+  key->length = 0;
+  if (!read_more(el, key)) return false;
+  wchar_t digit = key->characters[0] < 0 ? key->characters[0] + 0x80 : key->characters[0];
+  if (digit == L'\033' && read_more(el, key)) digit = key->characters[1];
+  if (is_digit(digit)) add_digit(digit);
+  return is_digit(digit);
+}
+
+// A control character also ends the sequence but is not part of it.
+static bool ends_sequence(wchar_t key) { return (key >= L'@' && key <= L'~') || key < L' '; }
+
+// Reads on to the end of a key of which one or two characters were read.
+static void read_rest(EditLine *el, Key *key) {
+  const wchar_t second = key->length == 2 ? key->characters[1] : L'\0';
+  bool sequence = second == L'[' || second == L'O';
+  while (sequence && key->length + 1 < std::size(key->characters) && read_more(el, key))
+    sequence = !ends_sequence(key->characters[key->length - 1]);
+}
+
+// --- Telling libedit -----------------------------------------------------------------------------
+
+static void bind_first_digit(const char *command) {
+  el_set(editor.el, EL_BIND, count.bound_key, command, nullptr);
+}
+
+static void take_first_digit_back() { bind_first_digit("rl_digit_argument"); }
+
+static void tell_emacs_keys() {
+  wchar_t keys[most_digits + 2] = L"\033";
+  wmemcpy(keys + 1, count.digits, count.length);
+  snprintf(count.bound_key, sizeof count.bound_key, "\\e%c", static_cast<char>(count.digits[0]));
+  bind_first_digit("ed-argument-digit");
+  before_next_key(take_first_digit_back);
+  el_wpush(editor.el, keys);
+}
+
+static void tell_vi_keys() {
+  wchar_t keys[2 * most_digits + 1] = {};
+  for (size_t i = 0; i < count.length; ++i) {
+    keys[2 * i] = L'\033';
+    keys[2 * i + 1] = count.digits[i];
+  }
+  el_wpush(editor.el, keys);
+}
+
+unsigned char read_repeat_count(EditLine *el, wint_t first) {
+  Key key = {};
+  count = {};
+  add_digit(static_cast<wchar_t>(first & 0x7f));
+  while (take_digit(el, &key)) continue;
+  if (key.length == 0) return CC_EOF;
+  read_rest(el, &key);
+  key.characters[key.length] = L'\0';
+  set_repeat_count(count.value);
+  if (has_vi_keys())
+    tell_vi_keys();
+  else
+    tell_emacs_keys();
+  // libedit reads in the order in which it is given.
+  el_wpush(el, key.characters);
+  return CC_ARGHACK;
+}
+
+}  // namespace lineedit
