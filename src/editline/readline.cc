@@ -39,6 +39,11 @@ int rl_initialize() {
   return set_editor_up() ? 0 : -1;
 }
 
+void release_streams(bool open) {
+  if (open && rl_outstream != nullptr) wipe_output_buffer();
+  rl_instream = rl_outstream = nullptr;
+}
+
 // libedit's own narrow read turns a line with one character that it cannot encode into an empty
 // one, and its count can be larger than the line it returns (after a line over 1023 characters, Up
 // and Down). So the line is taken wide, measured, and encoded here.

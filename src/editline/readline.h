@@ -22,6 +22,10 @@ namespace lineedit {
 // The terminal's settings are left as they were. Returns 0, or -1 when either cannot be made.
 int rl_initialize();
 
+// Lets the streams go: both become null. What was drawn is overwritten in the output stream's
+// buffer where `open` says that the stream still is.
+void release_streams(bool open);
+
 // Shows `prompt` (sequences between \001 and \002 take no room; only its last row is drawn again
 // when the line is; null is none) and reads one line. Returns the line without its newline,
 // malloc'ed and owned by the caller, or null at the end of input, after a failed read, when rl_done

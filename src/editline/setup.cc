@@ -11,6 +11,7 @@
 #include "editline/base/line.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
+#include "editline/base/wipe.h"
 #include "editline/commands/bindings.h"
 #include "editline/commands/editing.h"
 #include "editline/commands/history_place.h"
@@ -27,6 +28,8 @@ namespace lineedit {
 static wchar_t *current_prompt(EditLine *) { return const_cast<wchar_t *>(prompt_text()); }
 
 static void wipe_what_was_typed() {
+  wipe_line();
+  wipe_drawn_line();
   wipe_typed_line();
   wipe_walk();
   wipe_search();
@@ -38,6 +41,7 @@ static void wipe_what_was_typed() {
 // after those read in bulk. Ending it would restore the settings of its creation and throw the
 // type-ahead away; it does neither while editing is off.
 static void end_editor() {
+  begin_wiping();
   if (editor.el != nullptr) {
     if (editor.terminal_is_raw) make_terminal_cooked();
     forget_screen();
@@ -46,6 +50,8 @@ static void end_editor() {
   }
   if (editor.history != nullptr) history_end(editor.history);
   wipe_what_was_typed();
+  end_wiping();
+  wipe_freed_memory();
   editor = {};
 }
 
@@ -57,7 +63,6 @@ static void connect_history() {
 
 // Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
 static void configure_editor(bool echoing) {
-  reset_line();
   if (!echoing) set_editing(false);
   connect_history();
   el_set(editor.el, EL_GETCFN, key_reader());

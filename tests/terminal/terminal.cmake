@@ -1,6 +1,5 @@
 # The module at a real pseudo-terminal: one CTest test for each pytest file, driven by the system's
 # Python 3 with the module in a child under TAVORIN_PYTHON.
-find_program(TAVORIN_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
 set(terminal_environment
   "TAVORIN_PYTHON=${TAVORIN_PYTHON}"

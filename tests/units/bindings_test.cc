@@ -226,57 +226,6 @@ LAYER_TEST(KeymapCalls, BindNoKeyOfTheEditor) {
   EXPECT_EQ(read_line({"a\n"}), "a");
 }
 
-// --- The user's own settings file ----------------------------------------------------------------
-
-// Writes "NAME:bind ^G ed-move-to-beg" to a file of that name in a new folder. Returns the folder.
-static std::string write_settings(const std::string &application, const char *file_name) {
-  char folder[] = "/tmp/layer-settings-XXXXXX";
-  EXPECT_NE(mkdtemp(folder), nullptr);
-  const std::string path = std::string(folder) + '/' + file_name;
-  FILE *file = fopen(path.c_str(), "w");
-  fprintf(file, "%s:bind ^G ed-move-to-beg\n", application.c_str());
-  fclose(file);
-  return folder;
-}
-
-static void remove_settings(const std::string &folder, const char *file_name) {
-  unlink((folder + '/' + file_name).c_str());
-  rmdir(folder.c_str());
-}
-
-static std::string line_of_a_new_editor() {
-  EXPECT_EQ(rl_initialize(), 0);
-  return read_line({"ab\ac\n"}).value_or("(null)");
-}
-
-LAYER_TEST(UserSettings, AreReadFromTheHomeFolder) {
-  const std::string folder = write_settings("testshell", ".editrc");
-  setenv("HOME", folder.c_str(), 1);
-  rl_readline_name = "testshell";
-  EXPECT_EQ(line_of_a_new_editor(), "cab");
-  remove_settings(folder, ".editrc");
-}
-
-LAYER_TEST(UserSettings, AreReadFromTheFileThatTheEnvironmentNames) {
-  const std::string folder = write_settings("testshell", "settings");
-  setenv("EDITRC", (folder + "/settings").c_str(), 1);
-  rl_readline_name = "testshell";
-  EXPECT_EQ(line_of_a_new_editor(), "cab");
-  remove_settings(folder, "settings");
-}
-
-LAYER_TEST(UserSettings, AreForTheNameThatTheEditorWasMadeUnder) {
-  const std::string folder = write_settings("testshell", ".editrc");
-  setenv("HOME", folder.c_str(), 1);
-  EXPECT_EQ(line_of_a_new_editor(), "abc");
-  rl_readline_name = "testshell";  // too late for this editor
-  EXPECT_EQ(read_line({"ab\ac\n"}), "abc");
-  EXPECT_EQ(line_of_a_new_editor(), "cab");
-  rl_readline_name = "othershell";
-  EXPECT_EQ(line_of_a_new_editor(), "abc");
-  remove_settings(folder, ".editrc");
-}
-
 // --- Keys that would end the process -------------------------------------------------------------
 
 // Each of them beeps, and the line goes on.
@@ -298,54 +247,4 @@ LAYER_TEST(HarmlessKeys, LeaveTheLineAsItIs) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(read_line({row.keys}), row.line);
   }
-}
-
-// --- Repeat counts -------------------------------------------------------------------------------
-
-LAYER_TEST(RepeatCount, IsTakenByKeys) {
-  EXPECT_EQ(read_line({"\0333x\n"}), "xxx");
-  EXPECT_EQ(read_line({"\03312xy\n"}), "xxxxxxxxxxxxy");
-  EXPECT_EQ(read_line({"abcdef\0332\002|\n"}), "abcd|ef");
-  EXPECT_EQ(read_line({"one two three\0332\033b|\n"}), "one |two three");
-  EXPECT_EQ(read_line({"\2632x\n"}), repeated("x", 32));
-}
-
-// libedit alone takes a million, and then needs seconds and hundreds of megabytes.
-LAYER_TEST(RepeatCount, EndsAt9999) {
-  EXPECT_EQ(read_line({"\0339999x\n"}), repeated("x", 9999));
-  EXPECT_EQ(read_line({"\0339999999999999999x\n"}), repeated("x", 9999));
-}
-
-LAYER_TEST(RepeatCount, IsTakenByKeysOfSeveralCharacters) {
-  EXPECT_EQ(read_line({"abcdef\0332\033[D|\n"}), "abcd|ef");
-  EXPECT_EQ(read_line({"abcdef\0333\033OD|\n"}), "abc|def");
-}
-
-// What looks like a key and is none is no reason to take the rest of the line for it.
-LAYER_TEST(RepeatCount, OfASequenceThatDoesNotEnd) {
-  EXPECT_EQ(read_line({"abc\0332\033[1111111111111\n", "d\n"}).has_value(), true);
-  EXPECT_EQ(read_line({"abc\0332\033[1\177\001|\n", "d\n"}).has_value(), true);
-  EXPECT_EQ(read_line({"x\n"}), "x");
-}
-
-LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
-  EXPECT_EQ(read_line({"abc\0333\033["}), std::nullopt);
-  EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);
-  EXPECT_EQ(read_line({"x\n"}), "x");
-}
-
-// --- Exchanging characters -----------------------------------------------------------------------
-
-LAYER_TEST(Transpose, ExchangesTheTwoAroundTheCursor) {
-  EXPECT_EQ(read_line({"abcd\002\024|\n"}), "abdc|");
-  EXPECT_EQ(read_line({"abcd\024|\n"}), "abdc|");
-  EXPECT_EQ(read_line({"abcd\001\006\024|\n"}), "ba|cd");
-}
-
-// libedit's own command moves the cursor unseen.
-LAYER_TEST(Transpose, WithoutTwoCharactersDoesNothing) {
-  EXPECT_EQ(read_line({"abcd\001\024|\n"}), "|abcd");
-  EXPECT_EQ(read_line({"\024|\n"}), "|");
-  EXPECT_EQ(read_line({"a\024|\n"}), "a|");
-  EXPECT_EQ(read_line({"a\001\024|\n"}), "|a");
 }

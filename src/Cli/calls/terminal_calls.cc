@@ -12,12 +12,16 @@ static void drop_stream(const char *name) {
   Py_XDECREF(file);
 }
 
+// The shell may have closed it, and then its C stream is gone.
+static bool output_is_open() {
+  return PyFile_AsFile(PySys_GetObject(const_cast<char *>("stdout"))) == lineedit::rl_outstream;
+}
+
 PyObject *py_resetInput(PyObject *, PyObject *) {
+  lineedit::release_streams(output_is_open());
   drop_stream("stdin");
-  lineedit::rl_instream = nullptr;
   drop_stream("stdout");
   readlineInitialized = 0;
-  lineedit::rl_outstream = nullptr;
   clear_recorded_lines();
   Py_RETURN_NONE;
 }

@@ -107,7 +107,9 @@ static bool equals_newest(const char *line) {
 // grown since is on its own.
 static char *place_of_new_line(hist_entry *entry) { return reinterpret_cast<char *>(entry + 1); }
 
+// Another user may come.
 static void free_line(hist_entry *entry) {
+  explicit_bzero(entry->str, strlen(entry->str));
   if (entry->str != place_of_new_line(entry)) free(entry->str);
 }
 

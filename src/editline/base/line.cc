@@ -7,6 +7,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/variables.h"
+#include "editline/base/wipe.h"
 
 namespace lineedit {
 
@@ -35,13 +36,19 @@ int line_cursor() {
   return static_cast<int>(line->cursor - line->buffer);
 }
 
+static void wipe_published_line() {
+  if (edited.published_size > 0) explicit_bzero(edited.published, edited.published_size);
+  free(edited.published);
+}
+
 void publish_line() {
   rl_point = line_cursor();
   rl_end = line_length();
   const size_t size = encoded_size(static_cast<size_t>(rl_end));
   if (size > edited.published_size) {
+    wipe_published_line();
     edited.published_size = size * 2;
-    edited.published = static_cast<char *>(realloc(edited.published, edited.published_size));
+    edited.published = static_cast<char *>(malloc(edited.published_size));
   }
   encode_line(edited.published, el_wline(editor.el)->buffer, static_cast<size_t>(rl_end));
   rl_line_buffer = edited.published;
@@ -61,7 +68,10 @@ void move_cursor_to(int position) { el_cursor(editor.el, position - line_cursor(
 
 bool insert_at_cursor(const wchar_t *characters) {
   note_line_was_replaced();
-  return el_winsertstr(editor.el, characters) == 0;
+  begin_wiping();
+  const bool inserted = el_winsertstr(editor.el, characters) == 0;
+  end_wiping();
+  return inserted;
 }
 
 void delete_from_line(int start, int end) {
@@ -75,9 +85,16 @@ void take_edited_line(LineText *line, size_t *cursor) {
   *cursor = static_cast<size_t>(line_cursor());
 }
 
+// The buffer may move when it grows.
+static void replace_text(const wchar_t *characters) {
+  begin_wiping();
+  el_wreplacestr(editor.el, characters);
+  end_wiping();
+}
+
 static void replace_line(const wchar_t *characters, size_t cursor) {
   note_line_was_replaced();
-  el_wreplacestr(editor.el, characters);
+  replace_text(characters);
   move_cursor_to(static_cast<int>(cursor));
 }
 
@@ -127,8 +144,8 @@ static void make_room_in_line() {
   edited.longer.length = 0;
   for (int i = 0; i < 4; ++i)
     append_text(&edited.longer, edited.kept.characters, edited.kept.length);
-  el_wreplacestr(editor.el, edited.longer.characters);
-  el_wreplacestr(editor.el, edited.kept.characters);
+  replace_text(edited.longer.characters);
+  replace_text(edited.kept.characters);
   edited.room = edited.longer.length;
 }
 
@@ -138,6 +155,13 @@ void keep_room_in_line() {
   if (outgrown && editor.terminal_is_raw && editing_is_on()) make_room_in_line();
 }
 
-void reset_line() { edited.room = initial_room; }
+void wipe_line() {
+  wipe_published_line();
+  wipe_text(&edited.kept);
+  wipe_text(&edited.longer);
+  edited = {};
+  edited.room = initial_room;
+  rl_line_buffer = nullptr;
+}
 
 }  // namespace lineedit

@@ -30,7 +30,7 @@ void note_line_was_replaced();
 // Before each key: makes sure that deleting does not read beyond the line's buffer.
 void keep_room_in_line();
 
-// For a new editor.
-void reset_line();
+// For a new editor and another user: nothing of what was typed is kept. Publish the line after it.
+void wipe_line();
 
 }  // namespace lineedit

@@ -10,11 +10,14 @@
 
 namespace lineedit {
 
+// Not with realloc, which may leave a copy behind.
 static void make_room(LineText *text, size_t length) {
   if (length < text->room) return;
-  text->room = length * 2 + 64;
-  text->characters =
-      static_cast<wchar_t *>(realloc(text->characters, text->room * sizeof(wchar_t)));
+  LineText grown = {nullptr, text->length, length * 2 + 64};
+  grown.characters = static_cast<wchar_t *>(malloc(grown.room * sizeof(wchar_t)));
+  if (text->length > 0) wmemcpy(grown.characters, text->characters, text->length);
+  wipe_text(text);
+  *text = grown;
 }
 
 void append_text(LineText *text, const wchar_t *characters, size_t length) {

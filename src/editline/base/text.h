@@ -5,7 +5,7 @@
 
 namespace lineedit {
 
-// Grows only: each has the place of a module-wide record. Zeroed it is empty;
+// Grows only: each is part of a record at the top of a file. Zeroed it is empty;
 // after the first call below `characters` ends with a NUL.
 struct LineText {
   wchar_t *characters;

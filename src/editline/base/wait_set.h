@@ -9,7 +9,8 @@ namespace lineedit {
 constexpr unsigned wait_set_word_bits = 8 * sizeof(unsigned long);
 
 struct WaitSet {
-  unsigned long *words;  // as in an fd_set; owned, grows only; null in a zeroed record, an empty set
+  unsigned long
+      *words;  // as in an fd_set; owned, grows only; null in a zeroed record, an empty set
   unsigned words_count;
 };
 

@@ -43,11 +43,13 @@ static const struct {
     {L"rl_inc_search_next", L"Search newer lines while typing", search_newer},
 };
 
-// Keys that every line has beyond the editor's emacs set.
-static const struct {
+struct Binding {
   const char *keys;
   const char *command;
-} emacs_bindings[] = {
+};
+
+// Keys that every line has beyond the editor's emacs set.
+static const Binding bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
     // Home and End as the terminals of the last decades send them.
@@ -101,28 +103,14 @@ static const char *const removed_emacs_keys[] = {
     "\\e\\037",
 };
 
-// The same for vi's keys: in insert mode, where an Escape leads to command mode and to nothing
-// else, and in command mode.
-static const struct {
-  const char *keys;
-  const char *command;
-} vi_insert_bindings[] =
-    {
-        {"^I", "rl_complete"},     {"^Z", "rl_tstp"},         {"^R", "rl_inc_search_prev"},
-        {"^P", "rl_prev_history"}, {"^N", "rl_next_history"},
-},
-  vi_command_bindings[] = {
-      {"^I", "rl_complete"},           {"^Z", "rl_tstp"},
-      {"^R", "rl_inc_search_prev"},    {"^P", "rl_prev_history"},
-      {"^N", "rl_next_history"},       {"k", "rl_prev_history"},
-      {"j", "rl_next_history"},        {"\\e[A", "rl_prev_history"},
-      {"\\eOA", "rl_prev_history"},    {"\\e[B", "rl_next_history"},
-      {"\\eOB", "rl_next_history"},    {"-", "rl_prev_history"},
-      {"+", "rl_next_history"},        {"K", "rl_search_prev_history"},
-      {"J", "rl_search_next_history"},
+// Keys of vi's command mode.
+static const Binding vi_command_bindings[] = {
+    {"k", "rl_prev_history"}, {"j", "rl_next_history"},        {"\\055", "rl_prev_history"},
+    {"+", "rl_next_history"}, {"K", "rl_search_prev_history"}, {"J", "rl_search_next_history"},
 };
 
-// A colon asks for an editor command, as Meta-x does.
+// Keys of vi's command mode that are taken away: a colon asks for an editor command, as Meta-x
+// does.
 static const char *const removed_vi_command_keys[] = {":"};
 
 // Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
@@ -132,25 +120,39 @@ static void add_commands() {
 }
 
 static void bind_emacs_keys() {
-  for (const auto &binding : emacs_bindings)
+  for (const Binding &binding : bindings)
     el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
-  el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
-  el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
     el_set(editor.el, EL_BIND, "^T", "rl_transpose_chars", nullptr);
   for (const char *key : removed_emacs_keys) el_set(editor.el, EL_BIND, "-r", key, nullptr);
 }
 
+static void bind_vi_command_key(const char *keys, const char *command) {
+  el_set(editor.el, EL_BIND, "-a", keys, command, nullptr);
+}
+
+// In insert mode an Escape leads to command mode at once. So a key that begins with one is bound
+// there with the Escape and without it; Meta keys are not bound.
+static void bind_key_for_vi(const Binding *binding) {
+  const bool is_control = binding->keys[0] == '^';
+  const bool is_sequence =
+      strncmp(binding->keys, "\\e[", 3) == 0 || strncmp(binding->keys, "\\eO", 3) == 0;
+  if (is_control) el_set(editor.el, EL_BIND, binding->keys, binding->command, nullptr);
+  if (is_control || is_sequence) bind_vi_command_key(binding->keys, binding->command);
+  if (is_sequence) bind_vi_command_key(binding->keys + 2, binding->command);
+}
+
 static void bind_vi_keys() {
-  for (const auto &binding : vi_insert_bindings)
-    el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
-  for (const auto &binding : vi_command_bindings)
-    el_set(editor.el, EL_BIND, "-a", binding.keys, binding.command, nullptr);
+  for (const Binding &binding : bindings) bind_key_for_vi(&binding);
+  for (const Binding &binding : vi_command_bindings)
+    bind_vi_command_key(binding.keys, binding.command);
   for (const char *key : removed_vi_command_keys)
     el_set(editor.el, EL_BIND, "-a", "-r", key, nullptr);
 }
 
 static void bind_default_keys() {
+  el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
+  el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (has_vi_keys())
     bind_vi_keys();
   else

@@ -39,7 +39,7 @@ static bool ask_completion_hook() {
   int start, end;
   char *word = word_before_cursor(&start, &end);
   char **list = rl_attempted_completion_function(word, start, end);
-  free(word);
+  wipe_bytes(&word);
   const bool answered = list != nullptr || rl_attempted_completion_over != 0;
   free_list(list);
   rl_attempted_completion_over = 0;

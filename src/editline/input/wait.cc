@@ -12,6 +12,7 @@
 #include "editline/base/kept_descriptor.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
+#include "editline/base/wipe.h"
 #include "editline/input/signals.h"
 #include "editline/screen/display.h"
 #include "editline/screen/rows.h"
@@ -93,7 +94,9 @@ static void restore_raw_terminal() {
 static void act_on_display_change(int signo) {
   if (signo == SIGWINCH) {
     forget_screen();
+    begin_wiping();
     el_resize(editor.el);
+    end_wiping();
     fit_screen_to_line();
   } else {
     restore_raw_terminal();

@@ -1,6 +1,7 @@
 // Drawing the line again beside what others write.
 #include "editline/screen/display.h"
 
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -81,6 +82,13 @@ void end_output() {
   }
   beside = {};
   end_output_watch();
+}
+
+// Blanks that are thrown away before the buffer is full.
+void wipe_output_buffer() {
+  fflush(rl_outstream);
+  for (size_t i = 1; i < __fbufsize(rl_outstream); ++i) fputc(' ', rl_outstream);
+  __fpurge(rl_outstream);
 }
 
 }  // namespace lineedit

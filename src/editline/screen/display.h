@@ -22,4 +22,8 @@ void move_to_prompt();
 void begin_output();
 void end_output();
 
+// For another user: overwrites what the buffer of rl_outstream, which must be open, holds of what
+// was drawn. Writes nothing.
+void wipe_output_buffer();
+
 }  // namespace lineedit

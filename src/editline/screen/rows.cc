@@ -8,6 +8,7 @@
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
 #include "editline/base/text.h"
+#include "editline/base/wipe.h"
 #include "editline/screen/position.h"
 #include "editline/screen/prompt.h"
 
@@ -90,7 +91,9 @@ int row_on_screen(const wchar_t *end) {
 static void set_editors_rows(int rows) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", rows);
+  begin_wiping();
   el_set(editor.el, EL_SETTC, "li", digits, nullptr);
+  end_wiping();
   screen.rows = rows;
 }
 
@@ -214,5 +217,7 @@ void forget_screen() {
   latest.out_of_view = false;
   latest.drawn.length = 0;
 }
+
+void wipe_drawn_line() { wipe_text(&latest.drawn); }
 
 }  // namespace lineedit

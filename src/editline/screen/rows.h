@@ -21,5 +21,7 @@ bool fit_screen_to_line();
 
 // For a new line, a new screen and a new editor.
 void forget_screen();
+// For another user: nothing of what was drawn is kept.
+void wipe_drawn_line();
 
 }  // namespace lineedit
