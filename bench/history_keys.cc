@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <string>
@@ -83,9 +84,11 @@ static bool set_editor_up() {
                  hist_del) == 0;
 }
 
-// The keys that go to the line so many back: the number as the argument of Up.
+// The keys that go to the line so many back: numbers as arguments of Up, which end at 9999.
 static std::string keys_to_go_back(int lines) {
-  return lines == 0 ? "" : "\033" + std::to_string(lines) + up;
+  std::string keys;
+  for (; lines > 0; lines -= 9999) keys += "\033" + std::to_string(std::min(lines, 9999)) + up;
+  return keys;
 }
 
 static void press_up(benchmark::State &state) {
