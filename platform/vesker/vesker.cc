@@ -1,5 +1,5 @@
-// A log monitor for machines without the platform's own: watches one file, over inotify, for lines
-// that are appended to it, and keeps on when the file is truncated, or moved away and made anew.
+// A log monitor for machines without the platform's own. It watches one file with inotify for
+// appended lines, and continues when the file is truncated, or moved away and created again.
 #include "vesker.h"
 
 #include <fcntl.h>
@@ -19,14 +19,14 @@ struct vesker {
   char *path;       // of the file, owned
   int file_fd;      // the file being read, or -1 while there is none
   int file;         // the watch on it, or -1
-  off_t reported;   // up to where its lines have been reported
+  off_t reported;   // the offset up to which its lines have been reported
   bool processing;  // inside vesker_process_event
   bool closed;      // closed from inside it
 };
 
 // --- Watching ------------------------------------------------------------------------------------
 
-// Watches the folder of the file, which sees it come. Returns false with errno set.
+// Watches the folder, so that a new file of the same name is noticed. Returns false with errno set.
 static bool watch_folder(const vesker *handle) {
   const char *slash = strrchr(handle->path, '/');
   char *folder =
@@ -37,7 +37,7 @@ static bool watch_folder(const vesker *handle) {
   return watch != -1;
 }
 
-// Opens the file of the handle's name. Returns false with errno set; only a regular file will do.
+// Opens and watches the file. Returns false with errno set; only a regular file is accepted.
 static bool open_file(vesker *handle) {
   const int fd = open(handle->path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd == -1) return false;
@@ -66,10 +66,10 @@ static void close_file(vesker *handle) {
 
 struct batch {
   off_t lines;
-  off_t bytes;  // up to and with the last line end
+  off_t bytes;  // up to and including the last line end
 };
 
-// The complete lines behind what has been reported.
+// The complete lines after the reported ones.
 static batch new_lines(const vesker *handle) {
   batch found = {0, 0};
   off_t position = 0;
@@ -101,8 +101,8 @@ static int report_new_lines(vesker *handle) {
   return 1;
 }
 
-// Whether the file's name now stands for another file than the one being read. While it stands for
-// none, the old file is kept: whoever writes to it may go on until there is a new one.
+// Whether the name now belongs to another file than the one being read. While it belongs to none,
+// the old file is kept: its writer may go on until there is a new one.
 static bool file_was_replaced(const vesker *handle) {
   struct stat named;
   struct stat being_read;
@@ -111,7 +111,7 @@ static bool file_was_replaced(const vesker *handle) {
   return named.st_ino != being_read.st_ino || named.st_dev != being_read.st_dev;
 }
 
-// The old file may have got lines until it was replaced; the new one is read from its start.
+// Reports the last lines of the old file, then reads the new one from its start.
 static int follow_replacement(vesker *handle) {
   int events = report_new_lines(handle);
   if (handle->closed) return events;
@@ -150,7 +150,7 @@ vesker *vesker_open(const char *filename, vesker_callback *callback, void *userd
 
 int vesker_inotify_fd(vesker *handle) { return handle->notify_fd; }
 
-// What the notices say is looked up in the file itself, so that any number of them is one event.
+// Discards the notices: the file itself shows what has changed, so any number of them is one event.
 static bool take_notices(vesker *handle) {
   alignas(inotify_event) char notices[16384];
   bool any = false;

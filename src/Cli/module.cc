@@ -66,7 +66,7 @@ static const char module_doc[] =
     "This module implements interactive command input,\n"
     "with support for editing, completion and help.";
 
-// Both modules would drive the terminal and install a line reader of their own.
+// Both modules would drive the terminal and install a line reader.
 static bool interpreters_readline_is_loaded() {
   PyObject *modules = PySys_GetObject(const_cast<char *>("modules"));
   return PyMapping_HasKeyString(modules, const_cast<char *>("readline")) != 0;

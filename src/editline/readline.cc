@@ -1,5 +1,4 @@
-// The calls of the readline interface: each sets the editor up where that was not done, and hands
-// on to the file that does the work.
+// The readline calls. Each sets up the editor if needed, and calls the file that does the work.
 #include "editline/readline.h"
 
 #include <cstdio>
@@ -44,9 +43,9 @@ void release_streams(bool open) {
   rl_instream = rl_outstream = nullptr;
 }
 
-// libedit's own narrow read turns a line with one character that it cannot encode into an empty
-// one, and its count can be larger than the line it returns (after a line over 1023 characters, Up
-// and Down). So the line is taken wide, measured, and encoded here.
+// libedit's narrow read returns an empty line if there is one character that it cannot encode. Its
+// count can be larger than the line that it returns (after a line over 1023 characters, Up and
+// Down). So the wide line is read, and measured and encoded here.
 static char *encode_read_line(const wchar_t *characters, int count) {
   if (characters == nullptr || count <= 0) return nullptr;
   const size_t length = wcsnlen(characters, static_cast<size_t>(count));
@@ -73,8 +72,8 @@ static void reset_for_line() {
   reset_search();
 }
 
-// A signal handler may jump from the wait for a key to a frame beyond this one: nothing between
-// here and there owns anything.
+// A signal handler may jump from the wait for a key to a caller's frame, so no frame in between may
+// own anything.
 char *readline(const char *prompt) {
   if (!require_editor()) return nullptr;
   if (rl_instream == nullptr) return nullptr;

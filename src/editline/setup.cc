@@ -1,5 +1,5 @@
-// Making and ending the editor: the streams, the terminal's settings kept as they are, the history
-// object, and the user's own settings file.
+// Creating and destroying the editor: its streams, the terminal's settings, which are kept, the
+// history object, and the user's settings file.
 #include "editline/setup.h"
 
 #include <unistd.h>
@@ -37,9 +37,9 @@ static void wipe_what_was_typed() {
   wipe_editing();
 }
 
-// Ends the editor without a word to its terminal, which it leaves cooked after each line, except
-// after those read in bulk. Ending it would restore the settings of its creation and throw the
-// type-ahead away; it does neither while editing is off.
+// Destroys the editor without changing its terminal, which is cooked after every line except those
+// read in bulk. el_end would restore the settings from the editor's creation and discard the
+// type-ahead; it does neither while editing is off.
 static void end_editor() {
   begin_wiping();
   if (editor.el != nullptr) {
@@ -61,7 +61,7 @@ static void connect_history() {
   el_set(editor.el, EL_HIST, readable_history, editor.history);
 }
 
-// Everything of a new editor but its terminal. A terminal that does not echo is read as it is.
+// Configures everything except the terminal. On a terminal without echo, editing is off.
 static void configure_editor(bool echoing) {
   if (!echoing) set_editing(false);
   connect_history();

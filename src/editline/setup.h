@@ -1,13 +1,12 @@
-// Making and ending the editor.
+// Creating and destroying the editor.
 #pragma once
 
 namespace lineedit {
 
-// Makes the editor and its history over rl_instream and rl_outstream, ending those that exist. The
-// terminal's settings are left as they were. Returns false when either cannot be made.
+// Does the work of rl_initialize. Returns false if it fails.
 bool set_editor_up();
 
-// The same where there is no editor yet. Returns whether there is one.
+// Sets up the editor if there is none. Returns whether there is one.
 bool require_editor();
 
 }  // namespace lineedit

@@ -3,7 +3,7 @@
 
 #include "Cli/base/invariant.h"
 
-// Set exactly while the lock is given up for the thread that reads a line.
+// Not null exactly while the lock is released for the thread that reads a line.
 static PyThreadState *savedPyThreadState;
 
 PyThreadState *releaseGil() {

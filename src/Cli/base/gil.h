@@ -1,11 +1,11 @@
-// The interpreter's lock: the two calls through which every crossing between the editor and the
-// interpreter gives it up or takes it back.
+// The interpreter's lock. Every transition between the editor and the interpreter goes through
+// these two calls.
 #pragma once
 
 #include "Cli/base/python.h"
 
-// Gives up the interpreter's lock. The two calls alternate strictly across the whole process; one
-// out of turn ends it. Returns the saved thread state.
+// Releases the lock and returns the saved thread state. The two calls alternate strictly across the
+// whole process; a call out of turn ends the process.
 PyThreadState *releaseGil();
-// Takes the lock back with the saved thread state.
+// Acquires the lock again with the saved thread state.
 void acquireGil();

@@ -1,13 +1,14 @@
-// The report of a broken invariant.
+// Reports a broken invariant.
 #include "Cli/base/invariant.h"
 
 const char report_file[] = "/src/Cli/Tavorin";
 
-// The C library's half of assert(), which its header hides in a release build.
+// The C library's function behind assert(). Its header does not declare it in a release build.
 extern "C" [[noreturn]] void __assert_fail(const char *expression, const char *file, unsigned line,
                                            const char *function) noexcept;
 
-// assert() would name this file, its own line and the full signature, and be gone from a release.
+// assert() would name this file, its own line and the full signature, and do nothing in a release
+// build.
 void invariant_broken(const char *expression, unsigned line, const char *function) {
   __assert_fail(expression, report_file, line, function);
 }

@@ -1,4 +1,4 @@
-// Python's C interface, as every file of the module that uses it includes it.
+// Python's C interface. Every file that uses it includes this header.
 #pragma once
 
 #define PY_SSIZE_T_CLEAN

@@ -1,4 +1,4 @@
-// The set-up of the editor on first use.
+// Sets up the editor on first use.
 #include "Cli/calls/editor_setup.h"
 
 #include "Cli/base/python.h"
@@ -10,8 +10,8 @@
 
 int readlineInitialized;
 
-// The C stream of a file of module sys, with a reference taken so that it stays open while the
-// editor uses it. Null for what is not a file; the editor then takes the process's own stream.
+// The C stream of a file of module sys. Takes a reference, so that the file stays open while the
+// editor uses it. Null if the object is not a file; the editor then uses the process's own stream.
 static FILE *take_stream(const char *name) {
   PyObject *file = PySys_GetObject(const_cast<char *>(name));
   Py_XINCREF(file);
@@ -30,9 +30,9 @@ void init_readline() {
   lineedit::rl_getc_function = read_char;
   lineedit::rl_initialize();
   lineedit::rl_tty_overflow_fix(1);
-  // After rl_initialize, so the first editor has the default name and every later one this.
+  // Set after rl_initialize, so the first editor has the default name and every later one has this.
   lineedit::rl_readline_name = "OmbrelCli";
-  // Refused because of the key; completion comes through the hook that setup_key_bindings installs.
+  // Refused because of the key. Completion runs through the hook that setup_key_bindings installs.
   lineedit::rl_add_defun("ar-complete-line", complete_line, -1);
   setup_key_bindings();
   plug_history_store_in();

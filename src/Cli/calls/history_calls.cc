@@ -13,7 +13,7 @@
 
 // --- Listing -------------------------------------------------------------------------------------
 
-// Appends one line to the list. Returns false with the interpreter's error standing.
+// Returns false with a Python exception set.
 static bool append_line(PyObject *list, const char *line) {
   PyObject *string = PyString_FromString(line);
   if (string == nullptr) return false;
@@ -22,7 +22,7 @@ static bool append_line(PyObject *list, const char *line) {
   return appended;
 }
 
-// Appends, oldest first, the lines that `mode` sees; every line when it is null.
+// Appends the lines that are visible in `mode`, oldest first; all lines if it is null.
 static bool append_lines(PyObject *list, const history_mode *mode) {
   const hist_link *head = &hist_ctx.list;
   for (const hist_link *link = head->prev; link != head; link = link->prev) {
@@ -50,8 +50,8 @@ PyObject *py_newHistoryMode(PyObject *, PyObject *args) {
     PyErr_SetString(PyExc_KeyError, parent_key);
     return nullptr;
   }
-  // The second call finds what the first one made, except that an empty key, which is never found,
-  // makes a second mode.
+  // The second call finds the mode that the first one made. An empty key is never found, and makes
+  // a second mode.
   if (new_history_mode(key, parent_key) == nullptr)
     invariant_broken("new_history_mode( key, parent_key )", 860, "py_newHistoryMode");
   Py_RETURN_NONE;
@@ -59,14 +59,15 @@ PyObject *py_newHistoryMode(PyObject *, PyObject *args) {
 
 // --- Recording and clearing ----------------------------------------------------------------------
 
-// Whether `text` is empty or white space throughout, by the current locale.
+// Whether `text` is empty or all white space in the current locale.
 static bool is_white_line(const char *text) {
   while (isspace(static_cast<signed char>(*text)) != 0) ++text;
   return *text == '\0';
 }
 
-// Until an editor with the store plugged in exists, the store is used itself: asking the editor
-// would make one without it, touch the terminal, and lose the line when the real one is set up.
+// Before there is an editor with the store plugged in, the store is called directly. Going through
+// the editor would create one without the store, touch the terminal, and lose the line when the
+// real editor is set up.
 static void record(const char *line) {
   HistEvent event;
   if (readlineInitialized != 0)
@@ -75,15 +76,16 @@ static void record(const char *line) {
     hist_enter(nullptr, &event, line);
 }
 
-// A string without a NUL inside, which C can take as it is.
+// Gets the bytes of a string without a NUL inside. Returns false for anything else.
 static bool take_plain_string(PyObject *object, const char **bytes) {
   if (!PyString_CheckExact(object)) return false;
   *bytes = PyString_AS_STRING(object);
   return strlen(*bytes) == static_cast<size_t>(PyString_GET_SIZE(object));
 }
 
-// What nearly every call passes. The interpreter's parser comes to the same for it, but takes a
-// quarter of the time of recording a line. Whatever else is passed is for the parser.
+// A fast path for the arguments of nearly every call. The interpreter's parser gives the same
+// result, but takes a quarter of the time of recording a line. Returns false for other arguments,
+// which are left to the parser.
 static bool take_plain_strings(PyObject *args, const char **line, const char **key,
                                const char **parent_key) {
   return PyTuple_GET_SIZE(args) == 3 && take_plain_string(PyTuple_GET_ITEM(args, 0), line) &&

@@ -14,6 +14,6 @@ PyObject *py_clearHistory(PyObject *self, PyObject *args);
 // Python's historyLimitIs(limit).
 PyObject *py_historyLimitIs(PyObject *self, PyObject *args);
 
-// Empties the store: through the editor where it has the store plugged in, else directly, so that
-// no editor is made for it.
+// Empties the store: through the editor if that has the store plugged in, else directly, so that no
+// editor is created for it.
 void clear_recorded_lines();

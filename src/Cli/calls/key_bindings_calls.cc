@@ -1,4 +1,4 @@
-// The Python calls that switch the completion keys and tell whether they are on.
+// The Python calls that turn the completion keys on and off, and tell whether they are on.
 #include "Cli/calls/key_bindings_calls.h"
 
 #include "Cli/calls/editor_setup.h"

@@ -1,5 +1,5 @@
-// The two line-reading calls. readline gives up the interpreter's lock for the whole wait and turns
-// every way out of the editor, a jump from a signal handler included, into a string or an
+// The two line-reading calls. readline releases the interpreter's lock for the whole wait, and
+// turns every way out of the editor, including a jump from a signal handler, into a string or an
 // exception.
 #include "Cli/calls/line_reading.h"
 
@@ -13,8 +13,8 @@
 #include "Cli/keys/completion.h"
 #include "editline/readline.h"
 
-// Leaves the editor, on every path: the shell's own handlers first, then the signals that were
-// blocked meanwhile, then the interpreter.
+// Leaves the editor, on every path: restores the shell's own handlers, then unblocks the signals,
+// then acquires the lock.
 static void return_to_python() {
   bind_signals_to_shell();
   lineedit::unblock_signals();
@@ -27,7 +27,7 @@ static PyObject *interrupted(const char *message) {
   return nullptr;
 }
 
-// The line as a Python string. The editor's copy is left: it is not freed here by design.
+// The line as a Python string. By design the editor's copy is not freed here.
 static PyObject *line_or_end_of_input(const char *line, const char *end_of_input) {
   if (line == nullptr) {
     PyErr_SetString(PyExc_EOFError, end_of_input);
@@ -36,10 +36,10 @@ static PyObject *line_or_end_of_input(const char *line, const char *end_of_input
   return PyString_FromString(line);
 }
 
-// Reads a line without the lock, with both jump points live. The signals are blocked already when
-// the jump points are taken and the handlers installed: none can find only one of the two handlers
-// in place, and a second signal cannot jump again before the shell's handlers are back. The two get
-// through wherever the editor waits, even if the shell had them blocked.
+// Reads a line without the lock, with both jump points valid. The signals are blocked before the
+// jump points are set and the handlers installed. So no signal finds only one of the two handlers
+// in place, and a second signal cannot jump again before the shell's handlers are restored. SIGINT
+// and SIGTSTP get through whenever the editor waits, even if the shell had blocked them.
 static PyObject *read_line(const char *prompt) {
   const sigset_t admitted = jump_signals();
   lineedit::block_signals(&admitted);
@@ -48,7 +48,7 @@ static PyObject *read_line(const char *prompt) {
   install_jump_handlers();
   const char *line = lineedit::readline(prompt);
   return_to_python();
-  // A line that came back beside an exception is dropped.
+  // If there is an exception, the line is dropped.
   if (raise_parked_exception()) return nullptr;
   return line_or_end_of_input(line, "readline returned NULL");
 }

@@ -7,5 +7,6 @@
 // through `function`, in the history mode `key`. Raises KeyboardInterrupt, EOFError, or what the
 // completion callable raised.
 PyObject *py_readline(PyObject *self, PyObject *args);
-// Python's simpleReadline(prompt): reads one line; Ctrl-C and Ctrl-Z are the shell's own.
+// Python's simpleReadline(prompt): reads one line. Ctrl-C and Ctrl-Z go to the shell's own
+// handlers.
 PyObject *py_simpleReadline(PyObject *self, PyObject *args);

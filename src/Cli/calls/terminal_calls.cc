@@ -1,18 +1,18 @@
-// The terminal: handing the input to a new user's, and its width.
+// The Python calls for the terminal: handing over to a new user, and the width.
 #include "Cli/calls/terminal_calls.h"
 
 #include "Cli/calls/editor_setup.h"
 #include "Cli/calls/history_calls.h"
 #include "editline/readline.h"
 
-// Drops the reference that init_readline took. It is dropped on what the name stands for now, which
-// is why the shell calls resetInput before it replaces the two.
+// Drops the reference that init_readline took. The object is looked up by its name again, so the
+// shell must call resetInput before it replaces sys.stdin and sys.stdout.
 static void drop_stream(const char *name) {
   PyObject *file = PySys_GetObject(const_cast<char *>(name));
   Py_XDECREF(file);
 }
 
-// The shell may have closed it, and then its C stream is gone.
+// The shell may have closed sys.stdout, and its C stream is gone then.
 static bool output_is_open() {
   return PyFile_AsFile(PySys_GetObject(const_cast<char *>("stdout"))) == lineedit::rl_outstream;
 }

@@ -1,12 +1,12 @@
-// The terminal: a new user's, and its width.
+// The Python calls for the terminal: handing over to a new user, and the width.
 #pragma once
 
 #include "Cli/base/python.h"
 
-// Python's resetInput(...): lets go of the present streams and empties the history; the next
-// readline sets the editor up over what sys.stdin and sys.stdout are then. To be called once after
-// each set-up, and before the two are replaced. Arguments are ignored.
+// Python's resetInput(...): releases the streams and empties the history. The next readline sets up
+// the editor on what sys.stdin and sys.stdout are then. To be called once after each set-up, before
+// those two are replaced. Arguments are ignored.
 PyObject *py_resetInput(PyObject *self, PyObject *args);
-// Python's TerminalWidthIs(width): the columns of the present editor's screen, until the terminal
-// tells it otherwise.
+// Python's TerminalWidthIs(width): sets the columns of the editor's screen, until the terminal
+// reports another size.
 PyObject *py_TerminalWidthIs(PyObject *self, PyObject *args);

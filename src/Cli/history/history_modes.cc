@@ -26,7 +26,7 @@ history_mode *find_history_mode(const char *key) {
   return nullptr;
 }
 
-// The first place whose key is greater than `key`: where a mode with that key belongs.
+// The index of the first mode with a greater key: where a mode with `key` belongs.
 static uint32_t place_of(const char *key) {
   uint32_t low = 0;
   uint32_t high = hist_ctx.mode_count;

@@ -7,7 +7,7 @@
 // The mode with this key, or null. A null or empty key is never found.
 history_mode *find_history_mode(const char *key);
 
-// The mode with this key, made below `parent_key` when there is none; null when it would have to be
-// made and its parent does not exist. A null or empty parent key means no parent. The parent of a
-// mode that exists is neither looked at nor changed. Does not select the mode.
+// The mode with this key. If there is none, it is created below `parent_key`; null if that parent
+// does not exist. A null or empty parent key means no parent. The parent of an existing mode is
+// neither checked nor changed. Does not select the mode.
 history_mode *new_history_mode(const char *key, const char *parent_key);

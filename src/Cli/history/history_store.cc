@@ -21,7 +21,7 @@ void hist_init() {
 
 static bool is_head(const hist_link *link) { return link == &hist_ctx.list; }
 
-// Never of the head.
+// Not to be called for the head.
 static hist_entry *entry_of(hist_link *link) { return static_cast<hist_entry *>(link); }
 
 bool hist_mode_sees(const history_mode *mode, const history_mode *line_mode) {
@@ -46,13 +46,13 @@ using hist_step = hist_link *hist_link::*;
 static constexpr hist_step older = &hist_link::next;
 static constexpr hist_step newer = &hist_link::prev;
 
-// The nearest visible entry from `from` on, in one direction; the head when there is none.
+// The first visible entry from `from` on, in one direction; the head if there is none.
 static hist_link *find_visible(hist_link *from, hist_step step) {
   while (!is_head(from) && !is_visible(from)) from = from->*step;
   return from;
 }
 
-// Moves the cursor to the end of the list from which `step` leads through all of it.
+// Moves the cursor to the first visible entry from one end of the list, in the direction of `step`.
 static int walk_from_end(HistEvent *event, hist_step step) {
   hist_ctx.cursor = find_visible(hist_ctx.list.*step, step);
   return hist_curr(nullptr, event);
@@ -103,11 +103,11 @@ static bool equals_newest(const char *line) {
   return hist_ctx.event_count > 0 && strcmp(entry_of(hist_ctx.list.next)->str, line) == 0;
 }
 
-// A new line comes in one piece with its entry, which takes half the time of two. One that has
-// grown since is on its own.
+// A new entry and its line share one allocation, which takes half the time of two. A line that has
+// grown since has its own.
 static char *place_of_new_line(hist_entry *entry) { return reinterpret_cast<char *>(entry + 1); }
 
-// Another user may come.
+// Wipes the line, because another user may follow.
 static void free_line(hist_entry *entry) {
   explicit_bzero(entry->str, strlen(entry->str));
   if (entry->str != place_of_new_line(entry)) free(entry->str);
@@ -161,7 +161,7 @@ void hist_delete(hist_entry *entry) {
   --hist_ctx.event_count;
 }
 
-// In both loops the analyzer does not see that hist_delete moves the head's links on.
+// In both loops the analyzer does not see that hist_delete updates the head's links.
 
 void hist_shrink() {
   // NOLINTNEXTLINE(clang-analyzer-unix.Malloc)

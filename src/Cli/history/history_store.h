@@ -1,6 +1,7 @@
 // The history store: every recorded line of the process in one list, each tagged with the history
 // mode that was current when it was recorded. The editor walks it through ten functions, which skip
-// the lines that the current mode does not see. No Python, no lock: one thread at a time.
+// the lines that are not visible in the current mode. No Python, no lock: only one thread at a time
+// may use it.
 #pragma once
 
 #include <histedit.h>
@@ -24,7 +25,7 @@ struct hist_entry : hist_link {
   history_mode *mode;  // current when the line was recorded, or null; borrowed
   // From here on laid out as the editor's HistEvent.
   int32_t num;  // event number, growing by one per recorded line
-  char *str;    // the line, owned: by the entry, behind it or elsewhere
+  char *str;    // the line; owned, in the block of the entry or in one of its own
 };
 
 // The one store. Its first four fields belong to the history modes.
@@ -45,32 +46,33 @@ extern hist_store hist_ctx;
 // Makes the list empty and the limit 1024. Called at import.
 void hist_init();
 
-// Whether `mode` lets a line tagged with `line_mode` be seen: when either is null, and when
-// `line_mode` is `mode` or one of its ancestors.
+// Whether a line tagged with `line_mode` is visible in `mode`: if either is null, or if `line_mode`
+// is `mode` or one of its ancestors.
 bool hist_mode_sees(const history_mode *mode, const history_mode *line_mode);
 
 // The ten functions, in the order in which the editor takes them. The first argument is ignored.
-// The event record is written on success only; its string stays the entry's, except for hist_del's.
-// They return 0, or -1 where there is no such entry, except hist_enter.
+// They write the event record only on success; its string still belongs to the entry, except in
+// hist_del. They return 0, or -1 if there is no such entry, except hist_enter.
 
-// The newest and the oldest visible entry become the cursor; with none, the head does.
+// Moves the cursor to the newest visible entry; to the head if there is none.
 int hist_first(void *, HistEvent *event);
-// The nearest visible entry older than the cursor; the cursor stays where there is none.
+// Moves the cursor to the next older visible entry; it stays if there is none.
 int hist_next(void *, HistEvent *event);
+// Moves the cursor to the oldest visible entry; to the head if there is none.
 int hist_last(void *, HistEvent *event);
-// The nearest visible entry newer than the cursor.
+// Moves the cursor to the next newer visible entry; it stays if there is none.
 int hist_prev(void *, HistEvent *event);
-// The cursor's entry, visible or not.
+// Reports the cursor's entry, visible or not.
 int hist_curr(void *, HistEvent *event);
-// Puts the cursor on the entry numbered `number`, visible or not; on the head when there is none.
+// Moves the cursor to the entry numbered `number`, visible or not; to the head if there is none.
 // Writes no event.
 int hist_set(void *, HistEvent *event, int number);
 // Empties the list; numbering starts again at 1. Modes and limit stay.
 void hist_clear(void *, HistEvent *event);
-// Records a copy of `line` in the current mode and returns 1; or 0 when it equals the newest line
-// of any mode, which is then all that is kept. The cursor does not move.
+// Records a copy of `line` in the current mode and returns 1. If it equals the newest line of any
+// mode, records nothing and returns 0. The cursor does not move.
 int hist_enter(void *, HistEvent *event, const char *line);
-// Appends `text` to the cursor's line; with the cursor at the head it is hist_enter.
+// Appends `text` to the cursor's line; if the cursor is at the head, does what hist_enter does.
 int hist_add(void *, HistEvent *event, const char *text);
 // Removes the entry numbered `number`. The event's string is a copy that the caller frees.
 int hist_del(void *, HistEvent *event, int number);

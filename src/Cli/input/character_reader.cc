@@ -1,5 +1,4 @@
-// The editor's input hook: waits for the next key, and lets the log monitor hand its events to the
-// shell between two keys.
+// The editor's input hook: waits for the next key, and handles log events between keys.
 #include "Cli/input/character_reader.h"
 
 #include <unistd.h>
@@ -7,20 +6,20 @@
 #include "Cli/input/log_monitor.h"
 #include "editline/readline.h"
 
-// What the reader waits on. Kept between keys for its storage only.
+// What the reader waits on; kept to reuse the storage.
 static lineedit::WaitSet waiting;
 
-// Waits until the terminal has a key, or has none to give any more.
+// Waits until the terminal has a key, or has reached the end of input.
 static void wait_for_key(int fd) {
   for (;;) {
     lineedit::wait_set_add(&waiting, fd);
-    // Looked up in each pass, since a callback may have switched logging off.
+    // Looked up in each pass, since a callback may have turned logging off.
     const int log_fd = log_descriptor();
     if (log_fd >= 0) lineedit::wait_set_add(&waiting, log_fd);
     if (lineedit::wait_for_input((fd > log_fd ? fd : log_fd) + 1, &waiting) <= 0) continue;
     if (log_fd >= 0 && lineedit::wait_set_has(&waiting, log_fd)) {
       process_log_events();
-      // That may have closed it.
+      // The callback may have closed it.
       lineedit::wait_set_remove(&waiting, log_fd);
     }
     if (lineedit::wait_set_has(&waiting, fd)) return;

@@ -1,4 +1,4 @@
-// The log monitor, and the way of its events to the shell's callable.
+// The log monitor, and the delivery of its events to the shell's callable.
 #include "Cli/input/log_monitor.h"
 
 #include <cstdio>
@@ -8,11 +8,10 @@
 #include "editline/readline.h"
 #include "vesker.h"
 
-// The log monitor; null while synchronous logging is off. The Python callable travels with it.
+// The log monitor; null while synchronous logging is off. Its user data is the Python callable.
 static vesker *logWatcher;
 
-// The event that the callable is being called with. Whatever the callable does, no second one comes
-// meanwhile.
+// The event being delivered. Whatever the callable does, no second one is delivered meanwhile.
 static struct {
   PyObject *callback;
   int first;
@@ -26,7 +25,7 @@ void process_log_events() { vesker_process_event(logWatcher); }
 
 // --- Log events ----------------------------------------------------------------------------------
 
-// A jump out of running Python code would leave the interpreter's lock taken, so Ctrl-C and Ctrl-Z
+// A jump out of running Python code would leave the interpreter's lock held, so Ctrl-C and Ctrl-Z
 // wait until this has returned.
 static void call_with_event() {
   acquireGil();
@@ -36,8 +35,8 @@ static void call_with_event() {
       PyObject_CallFunction(event.callback, const_cast<char *>("ii"), event.first, event.second);
 }
 
-// Whether the callable asks for the line to be drawn again. An exception, one from a result that is
-// no integer included, is left standing for the interpreter to find.
+// Whether the callable asks for the line to be redrawn. An exception, including one from a result
+// that is not an integer, stays set for the interpreter to find.
 static bool asks_for_redraw(PyObject *result) {
   return result != nullptr && result != Py_None && PyInt_AsLong(result) > 0;
 }
@@ -48,8 +47,8 @@ static void apply_result() {
   releaseGil();
 }
 
-// Hands one event to the shell's callable, with the interpreter's lock. What the callable writes
-// comes below the whole line, and the line is drawn again below that when it asks for it.
+// Passes one event to the shell's callable, with the interpreter's lock held. The callable's output
+// appears below the whole line, and the line is redrawn below that if the callable asks for it.
 static void conlog_callback(int first, void *userdata, int second) {
   PyObject *callback = static_cast<PyObject *>(userdata);
   if (callback == Py_None) return;
@@ -57,7 +56,7 @@ static void conlog_callback(int first, void *userdata, int second) {
   lineedit::run_callback(call_with_event, apply_result, false);
 }
 
-// --- Switching it on and off ---------------------------------------------------------------------
+// --- Turning it on and off -----------------------------------------------------------------------
 
 static void start_log_monitor(const char *filename, PyObject *callback) {
   logWatcher = vesker_open(filename, conlog_callback, callback);

@@ -13,18 +13,19 @@ sigjmp_buf sigintJumpBuffer;
 sigjmp_buf sigtstpJumpBuffer;
 unsigned long readlineThreadId;
 
-// What Ctrl-C and Ctrl-Z were bound to before the latest readline call. Kept whole, because
-// signal() would restore only the function and turn system-call restarting on, so that a Ctrl-C
-// would no longer interrupt what the shell waits for between two lines.
+// The dispositions of SIGINT and SIGTSTP from before the latest readline call. Saved whole, because
+// signal() would restore only the function and turn on the restarting of system calls: Ctrl-C would
+// no longer interrupt what the shell waits for between two lines.
 static struct sigaction savedSigintHandler;
 static struct sigaction savedSigtstpHandler;
 
 // --- The handlers --------------------------------------------------------------------------------
 
-// Only the reading thread has a frame to jump to. On another thread but the main one the signal
-// came because the reader blocks it just now: it is passed on. On the main thread it tells that
-// some other thread reads, which the module rules out; jumping to that thread's stack would corrupt
-// it. Returns in these two cases, and whether it has passed the signal on.
+// Only the reading thread has a frame to jump to. A thread that is neither the reader nor the main
+// one got the signal because the reader is blocking it, and sends it on. On the main thread the
+// signal means that another thread reads, which the module does not allow; a jump to that thread's
+// stack would corrupt it. Returns in these two cases only, and says whether it has sent the signal
+// on.
 static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
   if (pthread_self() == readlineThreadId) siglongjmp(buffer, 1);
   if (gettid() == getpid()) return false;

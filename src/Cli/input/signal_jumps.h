@@ -8,14 +8,14 @@
 extern sigjmp_buf sigintJumpBuffer;
 extern sigjmp_buf sigtstpJumpBuffer;
 
-// The thread of the latest readline call: the only one that may come back from a jump. Exported.
+// The thread of the latest readline call: the only one that may jump. Exported.
 extern "C" __attribute__((visibility("default"))) unsigned long readlineThreadId;
 
-// Binds the two signals to the module's handlers, and notes what they were bound to before.
+// Installs the module's handlers for the two signals, and saves the dispositions from before.
 void install_jump_handlers();
-// Back to what they were bound to before, and to the module's handlers again.
+// Switch to the saved dispositions, and to the module's handlers again.
 void bind_signals_to_shell();
 void bind_signals_to_module();
 
-// The two signals.
+// SIGINT and SIGTSTP.
 sigset_t jump_signals();

@@ -1,5 +1,5 @@
-// Completion: hands the line to the Python callable, edits it by the answer, and parks an exception
-// for readline to raise.
+// Completion: passes the line to the Python callable, edits it as the answer says, and parks an
+// exception for readline to raise.
 #include "Cli/keys/completion.h"
 
 #include <cstring>
@@ -17,8 +17,8 @@ using lineedit::rl_point;
 
 PyObject *completionCallback = Py_None;
 
-// An exception that the callable raised, on its way through the editor to readline. The first is
-// null when there is none; the other two mean nothing then. References owned.
+// An exception that the callable raised, parked until readline raises it. Owned references. If the
+// first is null there is none, and the other two mean nothing.
 static PyObject *py_lhandler_ptype;
 static PyObject *py_lhandler_pvalue;
 static PyObject *py_lhandler_ptraceback;
@@ -33,7 +33,7 @@ static constexpr char backspace = 8;
 
 // --- The exception -------------------------------------------------------------------------------
 
-// Takes the exception that stands and ends the read, so that readline can raise it.
+// Takes the current exception and ends the read, so that readline can raise it.
 static void park_exception() {
   PyErr_Fetch(&py_lhandler_ptype, &py_lhandler_pvalue, &py_lhandler_ptraceback);
   rl_done = 1;
@@ -55,8 +55,8 @@ static void delete_at_end(int count) {
   lineedit::rl_delete_text(rl_point, rl_point + deleted);
 }
 
-// Edits the end of the line: one character less for each leading backspace, then the rest of
-// `text`.
+// Edits the end of the line: deletes a character for each leading backspace, then appends the rest
+// of `text`.
 static void apply_text(const char *text) {
   const char backspaces[] = {backspace, '\0'};
   const size_t count = strspn(text, backspaces);
@@ -104,7 +104,7 @@ static void run_completion(int key) {
   completion.key = key;
   bind_signals_to_shell();
   lineedit::run_callback(call_completer, take_answer, true);
-  // With an exception parked the read is about to end, and readline puts the handlers right.
+  // If an exception is parked, the read is about to end, and readline restores the handlers.
   if (py_lhandler_ptype == nullptr) bind_signals_to_module();
 }
 
@@ -113,7 +113,7 @@ int complete_line(int, int key) {
   return 0;
 }
 
-// The line needs no terminating here: the layer publishes it terminated, at its length in bytes.
+// The line needs no NUL here: the layer publishes it NUL-terminated.
 char **complete_line_wrapper(const char *, int, int) {
   if (completionCallback != Py_None) run_completion(lineedit::rl_completion_invoking_key);
   lineedit::rl_attempted_completion_over = 1;

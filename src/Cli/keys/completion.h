@@ -7,14 +7,14 @@ typedef struct _object PyObject;
 // The completion callable of the latest readline call, or Python's None. Borrowed.
 extern PyObject *completionCallback;
 
-// Raises the exception that the callable of the latest completion has raised. Returns whether there
-// was one.
+// Raises the exception that the callable of the latest completion raised. Returns whether there was
+// one.
 bool raise_parked_exception();
 
-// The completion call as a command function of the editor: asks the callable of the readline call
-// in progress, with `key` as the key, and edits the line by its answer. Returns 0. Exported.
+// Completion as a command function of the editor: passes `key` and the line to the callable of the
+// current readline call, and edits the line as its answer says. Returns 0. Exported.
 extern "C" __attribute__((visibility("default"))) int complete_line(int count, int key);
 
 // The same as the editor's completion hook, with the key that started the completion. Returns null
-// and tells the editor to leave it at that.
+// and suppresses the editor's own completion.
 char **complete_line_wrapper(const char *text, int start, int end);

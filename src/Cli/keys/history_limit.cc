@@ -24,7 +24,7 @@ history_saved_invoker history_saved_invokers[] = {
 
 // --- One command in one keymap -------------------------------------------------------------------
 
-// Unbinds every sequence of a list, which may be null, and leaves the list as it is.
+// Unbinds every sequence of a list, which may be null, and keeps the list.
 static void unbind_sequences(char **list, lineedit::Keymap map) {
   if (list == nullptr) return;
   for (char **keys = list; *keys != nullptr; ++keys)

@@ -6,8 +6,9 @@
 
 #include "Cli/keys/keymaps.h"
 
-// One history command of the editor, with the key sequences taken from it, by keymap in the order
-// of `maps`. A list is null, or a malloc'ed null-terminated array of malloc'ed strings.
+// A history command of the editor, and the key sequences that were unbound from it: a list for each
+// keymap, in the order of `maps`. A list is null, or a malloc'ed null-terminated array of malloc'ed
+// strings.
 struct history_saved_invoker {
   const char *name;  // null in the row that ends the table
   char **invokers[keymap_count];
@@ -17,6 +18,6 @@ struct history_saved_invoker {
 extern "C" __attribute__((visibility("default"))) history_saved_invoker history_saved_invokers[];
 
 // Sets how many lines of all modes together the history keeps, and removes the oldest lines beyond
-// that. 0 switches recording off: where the editor binds by keymap, the keys of its history
-// commands are taken away as well, until the next limit that is not 0 gives them back.
+// that. 0 turns recording off. If the editor binds by keymap, the keys of its history commands are
+// then unbound too, until the next limit that is not 0.
 void history_limit_is(uint32_t limit);

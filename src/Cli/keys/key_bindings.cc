@@ -24,8 +24,8 @@ static int bind_editor_commands() {
   return result;
 }
 
-// Takes away keys that would list, insert or expand completions, or comment the line out, through
-// the editor's own machinery and behind the module's back.
+// Unbinds keys that would list, insert or expand completions, or comment the line out, by the
+// editor's own functions and past the module.
 static int unbind(lineedit::Keymap map, const char *keys) {
   int result = 0;
   for (; *keys != '\0'; ++keys) result = bind_key_in_map(*keys, nullptr, map);

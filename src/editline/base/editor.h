@@ -1,4 +1,4 @@
-// The one editor of the process, and what every file of the layer may have to know of it.
+// The state of the process's one editor, shared by all files of the layer.
 #pragma once
 
 #include <histedit.h>
@@ -6,19 +6,19 @@
 namespace lineedit {
 
 struct Editor {
-  // libedit's editor and history. Both null before the set-up, both set after it.
+  // libedit's editor and history object: both null before set-up, both non-null after it.
   EditLine *el;
   History *history;
-  // Output is a terminal and the input's settings can be read. Without that the editor only reads:
-  // no prompt, no editing, nothing switched.
+  // Output is a terminal and the input's terminal settings can be read. Otherwise the editor only
+  // reads: no prompt, no editing, no change of terminal settings.
   bool has_terminal;
-  // The editor has switched the terminal to the settings that it edits in, and not yet back. That
-  // is so during an edited line, and between the lines that the bulk-input guard has read plainly.
+  // The terminal has the editor's raw settings: during an edited line, and between lines that the
+  // bulk-input guard reads without editing.
   bool terminal_is_raw;
   // The bulk-input guard is armed.
   bool tty_overflow_fix;
-  // Set while a command reads keys by itself: ends what the command shows, for a signal that is
-  // about to be acted on. Null otherwise.
+  // Set while a command reads keys in its own loop: ends the command's display before a signal is
+  // acted on. Otherwise null.
   void (*leave_command)();
 };
 
@@ -26,11 +26,11 @@ extern Editor editor;
 
 inline bool editor_exists() { return editor.el != nullptr && editor.history != nullptr; }
 
-// Whether the editor edits, or reads lines as they come.
+// When editing is off, the editor reads lines as the terminal delivers them.
 bool editing_is_on();
 void set_editing(bool on);
 
-// Whether the editor has vi's keys, or emacs's.
+// Whether the keys are vi's rather than emacs's.
 bool has_vi_keys();
 
 }  // namespace lineedit

@@ -9,7 +9,7 @@ namespace lineedit {
 
 static constexpr int lowest_number = 10;
 
-// Where the numbers are kept: the layer has two.
+// Where the layer's two descriptors are stored.
 static int *keepers[2];
 
 static void forget_in_child() {

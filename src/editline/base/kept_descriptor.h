@@ -1,12 +1,13 @@
-// Descriptors that the layer keeps open from line to line, in a process that may close any of them,
-// whose standard streams may be closed, and that may fork.
+// Descriptors that the layer keeps open from one line to the next. The process may close any of
+// them, may run with closed standard streams, and may fork.
 #pragma once
 
 namespace lineedit {
 
-// Gives a new descriptor a number that nobody takes for that of a closed standard stream, and puts
-// it into `*kept`; -1 where `made` is negative or there is no number left. It is closed on exec. In
-// a forked child `*kept` becomes -1: what stands behind the number is still the parent's.
+// Moves the new descriptor `made` to a number that cannot be mistaken for a closed standard stream,
+// and stores it in `*kept`; stores -1 if `made` is negative or no number is free. It is closed on
+// exec. A forked child closes it and sets `*kept` to -1, because it still refers to the parent's
+// object.
 void keep_descriptor(int made, int *kept);
 
 }  // namespace lineedit

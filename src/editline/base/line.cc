@@ -11,7 +11,7 @@
 
 namespace lineedit {
 
-// libedit 3.1-20221030 begins with a buffer of 1024 characters, not all of them for the line.
+// libedit 3.1-20221030 starts with a buffer of 1024 characters and reserves some of them.
 static constexpr size_t initial_room = 1000;
 
 static struct {
@@ -19,9 +19,9 @@ static struct {
   char *published;
   size_t published_size;
   bool replaced;
-  // How many characters the editor's buffer has room for, at least.
+  // The editor's buffer has room for at least this many characters.
   size_t room;
-  // For keep_room_in_line, kept for their storage.
+  // Used by make_room_in_line; kept to reuse their storage.
   LineText kept;
   LineText longer;
 } edited;
@@ -54,7 +54,7 @@ void publish_line() {
   rl_line_buffer = edited.published;
 }
 
-// --- Changing it ---------------------------------------------------------------------------------
+// --- Changing the line ---------------------------------------------------------------------------
 
 void note_line_was_replaced() { edited.replaced = true; }
 
@@ -85,7 +85,7 @@ void take_edited_line(LineText *line, size_t *cursor) {
   *cursor = static_cast<size_t>(line_cursor());
 }
 
-// The buffer may move when it grows.
+// The buffer may move when it grows; the freed one is wiped.
 static void replace_text(const wchar_t *characters) {
   begin_wiping();
   el_wreplacestr(editor.el, characters);
@@ -98,9 +98,9 @@ static void replace_line(const wchar_t *characters, size_t cursor) {
   move_cursor_to(static_cast<int>(cursor));
 }
 
-// libedit 3.1-20221030 has no call that empties a line and does nothing else. el_replacestr refuses
-// an empty text, el_deletestr puts what it deletes in the place of what Ctrl-Y brings back,
-// el_reset leaves vi's command mode. But el_wline hands out the editor's own record of the line.
+// libedit 3.1-20221030 has no call that only empties the line. el_replacestr refuses an empty text,
+// el_deletestr overwrites the text that Ctrl-Y yanks, and el_reset leaves vi's command mode. But
+// el_wline returns the editor's own record of the line, which is changed here.
 static void empty_line() {
   LineInfoW *line = const_cast<LineInfoW *>(el_wline(editor.el));
   line->cursor = line->lastchar = line->buffer;
@@ -114,10 +114,10 @@ void set_edited_line(const LineText *line, size_t cursor) {
     empty_line();
 }
 
-// --- The room in its buffer ----------------------------------------------------------------------
+// --- Room in the buffer --------------------------------------------------------------------------
 
-// Whether the line ends in a row that a command of libedit's has put there, which reads keys itself
-// and may hold on to the buffer.
+// Whether the last row was added by a libedit command that reads keys itself. Such a command may
+// keep pointers into the buffer.
 static bool ends_in_row_of_command(const LineText *line) {
   static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
   const wchar_t *row = wcsrchr(line->characters, L'\n');
@@ -127,9 +127,9 @@ static bool ends_in_row_of_command(const LineText *line) {
   return false;
 }
 
-// libedit 3.1-20221030 deletes by moving what is behind, as many characters as the line has,
-// including those that were deleted: it reads beyond the buffer when that is more than half full.
-// So it never is.
+// When libedit 3.1-20221030 deletes text, it moves as many characters as the line had, starting
+// after the deleted ones. It reads beyond the buffer if that is more than half full, so the buffer
+// never is.
 static void make_room_in_line() {
   size_t cursor;
   take_edited_line(&edited.kept, &cursor);
@@ -142,8 +142,8 @@ static void make_room_in_line() {
   edited.room = edited.longer.length;
 }
 
-// libedit 3.1-20221030 moves the cursor before the beginning of an empty line when it goes to the
-// line's end in vi's command mode.
+// In vi's command mode, libedit 3.1-20221030 moves the cursor before the start of an empty line
+// when it goes to the line's end.
 void keep_line_in_bounds() {
   const LineInfoW *line = el_wline(editor.el);
   if (line->cursor < line->buffer) move_cursor_to(0);

@@ -1,5 +1,5 @@
-// The line being edited, in libedit's hands: looking at it, changing it, and publishing it to the
-// application. Positions and lengths count characters.
+// The line being edited, which libedit holds: reading it, changing it, and publishing it to the
+// application. Positions and lengths are in characters.
 #pragma once
 
 #include "editline/base/text.h"
@@ -9,28 +9,30 @@ namespace lineedit {
 int line_length();
 int line_cursor();
 
-// The line and the position of the cursor in it.
+// Copy the line and the position of its cursor out of the editor, and back into it.
 void take_edited_line(LineText *line, size_t *cursor);
 void set_edited_line(const LineText *line, size_t cursor);
 
 // Moves the cursor, without drawing.
 void move_cursor_to(int position);
-// Inserts `characters` at the cursor. Returns false where the editor refuses.
+// Inserts `characters` at the cursor. Returns false if the editor refuses.
 bool insert_at_cursor(const wchar_t *characters);
-// Moves the cursor to `end` and deletes what is before it down to `start`.
+// Moves the cursor to `end` and deletes the characters from `start` up to it.
 void delete_from_line(int start, int end);
 
-// Brings rl_point, rl_end and rl_line_buffer up to date with the editor's line.
+// Updates rl_point, rl_end and rl_line_buffer from the editor's line.
 void publish_line();
 
-// Whether more of the line has changed, since the last call, than a character at its end.
+// A mark that the layer itself has changed the line. The first call returns the mark and clears it.
 bool take_line_was_replaced();
 void note_line_was_replaced();
 
-// Before each key: keeps libedit's commands from reading and writing outside of the line's buffer.
+// To be called before each key: keeps libedit's commands from reading and writing outside of the
+// line's buffer.
 void keep_line_in_bounds();
 
-// For a new editor and another user: nothing of what was typed is kept. Publish the line after it.
+// Wipes what was typed, before the next user. rl_line_buffer is null until the line of the new
+// editor is published.
 void wipe_line();
 
 }  // namespace lineedit

@@ -1,4 +1,4 @@
-// The terminal's settings, around an editor that would normalise them.
+// The terminal's settings, protected from an editor that would normalise them.
 #include "editline/base/terminal.h"
 
 #include <sys/types.h>
@@ -14,9 +14,9 @@
 namespace lineedit {
 
 static struct {
-  // The settings when the line in progress began, or the first of those read in bulk.
+  // The settings at the start of the current line, or of the first line read in bulk.
   TerminalSettings line_start;
-  // The process whose exit gives the terminal back; 0 before the first editor.
+  // The process that restores the terminal at its exit; 0 before the first editor.
   pid_t owner;
 } terminal_state;
 
@@ -59,18 +59,18 @@ void make_reads_wait(int descriptor, bool wait) {
   tcsetattr(descriptor, TCSANOW, &settings);
 }
 
-// --- What the editor is told ---------------------------------------------------------------------
+// --- The editor's normal mode --------------------------------------------------------------------
 
 // The flags that the editor sets or clears in its normal mode. A bare name in its "setty" command
-// takes a flag out of both lists.
+// removes a flag from both lists.
 static const char *const normal_mode_flags[] = {
     "icrnl", "inlcr", "igncr",   "opost",  "onlcr",  "onlret", "isig",    "icanon",
     "echo",  "echoe", "echoctl", "iexten", "noflsh", "echonl", "extproc", "flusho",
 };
 
-// Between the end of the wait for a key and its reading, the driver may drop the key, at a Ctrl-C
-// right behind it. A reader that then waited in read() would not let the signal in.
-// libedit is told in two ways, one for terminals that have characters of their own.
+// If Ctrl-C follows a key at once, the driver may drop the key after the wait for it and before the
+// read. A read that then blocked would keep the signal out, so reads return at once. libedit must
+// be told in two ways, one of them for terminals with special characters of their own.
 static void read_without_waiting() { el_set(editor.el, EL_SETTY, "-d", "min=^@", "-min", nullptr); }
 
 void keep_terminal_flags() {
@@ -80,14 +80,14 @@ void keep_terminal_flags() {
 
 // --- Raw and cooked ------------------------------------------------------------------------------
 
-// The editor restores a terminal that was in line mode (ICANON) by itself, and takes any other for
-// one that needs its normal mode.
+// The editor restores a terminal that was in canonical mode (ICANON). It switches any other to its
+// normal mode, which is undone here.
 static void restore_uncooked_settings() {
   const TerminalSettings *found = &terminal_state.line_start;
   if (found->known && (found->settings.c_lflag & ICANON) == 0) restore_terminal_settings(found);
 }
 
-// libedit leaves the terminal alone while editing is off.
+// libedit does not switch the terminal while editing is off, so editing is turned on for the call.
 static void switch_terminal(int raw) {
   const bool editing = editing_is_on();
   set_editing(true);
@@ -95,9 +95,9 @@ static void switch_terminal(int raw) {
   set_editing(editing);
 }
 
-// A terminal that does not echo is left as it is; editing is off there from the beginning. The
-// bulk-input guard switches editing off on others. libedit does not tell whether it worked: no
-// system call failed where errno is still 0.
+// A terminal without echo is left alone: editing is off there from the start. On other terminals
+// the bulk-input guard may have turned editing off. libedit does not report success; if errno is
+// still 0, no system call has failed.
 bool make_terminal_raw() {
   if (!editor.has_terminal) return true;
   if (!editing_is_on() && !editor.tty_overflow_fix) return true;

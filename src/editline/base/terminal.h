@@ -1,9 +1,9 @@
-// The terminal's settings: switching it between editing and what the shell had, and keeping them as
-// they were found.
+// The terminal's settings: switching between raw mode and the shell's settings, and restoring the
+// latter exactly.
 //
-// libedit 3.1-20221030 writes its own idea of a normal terminal (echo on, ICRNL on, special
-// characters enabled, ...) when an editor is made, and ends every line in it. Shown by the tests of
-// the terminal's settings, which fail without any one of the calls below.
+// When libedit 3.1-20221030 creates an editor, it sets the terminal to its own idea of normal (echo
+// on, ICRNL on, special characters enabled, ...), and it returns to that after every line. The
+// tests of the terminal settings fail without any one of the calls below.
 #pragma once
 
 #include <termios.h>
@@ -16,40 +16,41 @@ struct TerminalSettings {
   struct termios settings;
 };
 
-// Remembers the settings of the terminal on `descriptor`.
+// Reads the settings of the terminal on `descriptor`.
 void read_terminal_settings(TerminalSettings *found, int descriptor);
 // Writes them back; does nothing when there was no terminal.
 void restore_terminal_settings(const TerminalSettings *found);
 // False only for a terminal whose echo is off.
 bool terminal_echoes(const TerminalSettings *found);
-// Whether `descriptor` is a terminal that hands keys over one by one and does not echo them.
+// Whether `descriptor` is a terminal that delivers each key at once and does not echo it.
 bool terminal_is_raw(int descriptor);
-// Whether the terminal's user has chosen this key for editing, as with "stty erase". libedit binds
-// such a key accordingly.
+// Whether the terminal's settings give this key an editing function, as "stty erase" does. libedit
+// binds such a key accordingly.
 bool is_key_of_terminal(int descriptor, unsigned char key);
 
-// Tells the editor to take every flag of its normal mode from the terminal as it finds it. For an
-// editor that has a terminal: one without would at once set the terminal at its input to nothing at
-// all, a line speed of 0 included.
+// Tells the editor to leave every flag of its normal mode as it finds it on the terminal. Only for
+// an editor that has a terminal: any other would at once write settings of all zeros, line speed
+// included, to a terminal on its input.
 void keep_terminal_flags();
 
-// Switches the terminal between editing (raw, no echo) and the settings that the shell had. Neither
-// does anything without a terminal, or while editing is off, unless the bulk-input guard is armed.
-// The first returns false where it failed.
+// Switch the terminal between editing (raw, no echo) and the shell's settings. Neither does
+// anything without a terminal, or while editing is off unless the bulk-input guard is armed. The
+// first returns false if it fails.
 bool make_terminal_raw();
 void make_terminal_cooked();
 
-// Around the reading of a line: the second puts the settings back that the first has found. For a
-// line that the first finds raw already, they are those of the line before.
+// Bracket the reading of a line: the second restores the settings that the first found. If the
+// terminal was already raw, those are the settings found for an earlier line.
 void begin_line_on_terminal();
 void end_line_on_terminal();
 
-// For a process that leaves while another of its threads reads, or between two lines read in bulk:
-// has its exit give the terminal back. A child that it forks has no business with the terminal.
+// Makes the process restore the terminal when it exits, in case it exits while another thread reads
+// a line, or between two lines read in bulk. A forked child does not touch the terminal.
 void give_terminal_back_at_exit();
 
-// The editor's raw terminal has a read return at once where there is nothing. This changes that for
-// whoever else reads from it meanwhile, or back; a terminal that is not raw is left alone.
+// In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
+// other code that reads from the terminal meanwhile, or switches back. Does nothing if the terminal
+// is not raw.
 void make_reads_wait(int descriptor, bool wait);
 
 }  // namespace lineedit

@@ -1,6 +1,6 @@
-// Between the bytes of lines, in the locale's encoding, and the characters of the editor, so that
-// every byte comes back as it was: libedit's own conversions refuse a line for one byte that the
-// locale cannot decode.
+// Conversion between bytes in the locale's encoding and the editor's characters. Every byte
+// survives the round trip; libedit's own conversions refuse a line for one byte that the locale
+// cannot decode.
 #include "editline/base/text.h"
 
 #include <climits>
@@ -10,7 +10,7 @@
 
 namespace lineedit {
 
-// Not with realloc, which may leave a copy behind.
+// Does not use realloc, which may leave a copy of the text behind.
 static void make_room(LineText *text, size_t length) {
   if (length < text->room) return;
   LineText grown = {nullptr, text->length, length * 2 + 64};
@@ -79,8 +79,8 @@ size_t encode_line(char *bytes, const wchar_t *characters, size_t length) {
   char *out = bytes;
   mbstate_t shift = {};
   for (size_t i = 0; i < length; ++i) {
-    // Negative, or an ASCII character, which is its own byte: the C library takes two hundred
-    // instructions to find that out.
+    // A negative or an ASCII character is its own byte. wcrtomb would take two hundred instructions
+    // to find that out.
     if (static_cast<int>(characters[i]) < 0x80) {
       *out++ = static_cast<char>(characters[i]);
       continue;

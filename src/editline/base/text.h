@@ -1,12 +1,12 @@
-// Text of lines, in the characters in which the editor holds them.
+// Text in wide characters, as the editor holds it.
 #pragma once
 
 #include <cstddef>
 
 namespace lineedit {
 
-// Grows only: each is part of a record at the top of a file. Zeroed it is empty;
-// after the first call below `characters` ends with a NUL.
+// Part of a record at the top of a file; its storage only grows. A zeroed one is empty. After the
+// first call below, `characters` is NUL-terminated.
 struct LineText {
   wchar_t *characters;
   size_t length;
@@ -15,22 +15,22 @@ struct LineText {
 
 void set_text(LineText *text, const wchar_t *characters, size_t length);
 void append_text(LineText *text, const wchar_t *characters, size_t length);
-// Takes over bytes in the current locale's encoding, NUL-terminated. A byte that is part of no
-// character becomes a negative one, as the character reader hands such bytes on: encode_line makes
-// the byte of it again.
+// Sets the text from NUL-terminated bytes in the current locale's encoding. A byte that is not part
+// of a character becomes a negative character, as the character reader delivers such bytes;
+// encode_line turns it back into the byte.
 void decode_text(LineText *text, const char *bytes);
-// Overwrites and frees what it holds, and makes it empty. The second does the same for malloc'ed
-// bytes, or null, and leaves null.
+// Overwrites and frees the storage, and leaves the text empty. The second does the same for a
+// malloc'ed string, or null, and leaves null.
 void wipe_text(LineText *text);
 void wipe_bytes(char **bytes);
 bool same_text(const LineText *one, const LineText *other);
 
-// Writes `length` characters as bytes in the current locale, and a NUL, to `bytes`, which must have
-// room for encoded_size(length). Returns the bytes before the NUL. A character that the locale
-// lacks comes out as '?'.
+// Writes `length` characters in the current locale's encoding, and a NUL, to `bytes`, which must
+// have room for encoded_size(length). Returns the number of bytes before the NUL. A character that
+// the locale lacks becomes '?'.
 size_t encode_line(char *bytes, const wchar_t *characters, size_t length);
 size_t encoded_size(size_t length);
-// The same for a whole text, malloc'ed.
+// The same for a whole text, into a malloc'ed string.
 char *encode_text(const LineText *text);
 
 }  // namespace lineedit

@@ -1,4 +1,4 @@
-// The room of a set of descriptors.
+// Storage of a set of descriptors.
 #include "editline/base/wait_set.h"
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // A set of descriptors to wait on, of any size: an fd_set ends at descriptor 1023, the kernel's
-// select does not. Every key goes through here, so what it does is in the header.
+// select does not. The functions that run for every key are inline.
 #pragma once
 
 #include <sys/select.h>
@@ -9,12 +9,12 @@ namespace lineedit {
 constexpr unsigned wait_set_word_bits = 8 * sizeof(unsigned long);
 
 struct WaitSet {
-  unsigned long
-      *words;  // as in an fd_set; owned, grows only; null in a zeroed record, an empty set
+  // Bits as in an fd_set. Owned, grows only. A zeroed record, with null here, is an empty set.
+  unsigned long *words;
   unsigned words_count;
 };
 
-// Empties the set and keeps its room.
+// Empties the set and keeps its storage.
 void wait_set_clear(WaitSet *set);
 // Makes room for a descriptor.
 void wait_set_grow(WaitSet *set, int descriptor);

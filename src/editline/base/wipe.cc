@@ -1,4 +1,4 @@
-// Overwriting freed memory, with glibc's own means.
+// Overwriting freed memory, by means of glibc.
 #include "editline/base/wipe.h"
 
 #include <malloc.h>
@@ -14,13 +14,13 @@ void begin_wiping() {
   if (wiping.depth++ == 0) mallopt(M_PERTURB, 0xff);
 }
 
-// What the process's environment asks for comes back.
+// Restores the setting that the process's environment asks for.
 void end_wiping() {
   const char *asked = secure_getenv("MALLOC_PERTURB_");
   if (--wiping.depth == 0) mallopt(M_PERTURB, asked != nullptr ? atoi(asked) : 0);
 }
 
-// The C library keeps up to seven blocks of each size at hand, and does not perturb them.
+// glibc caches up to seven blocks of each size, and does not apply M_PERTURB to them.
 static void wipe_blocks_at_hand() {
   void *blocks[7];
   for (size_t size = 24; size <= 1032; size += 16) {

@@ -1,16 +1,16 @@
-// Overwriting what a user typed in memory that is not the layer's own: libedit frees its buffers as
-// they are.
+// Overwriting typed text in memory that the layer does not own: libedit frees its buffers without
+// clearing them.
 #pragma once
 
 namespace lineedit {
 
-// What is freed between the two is overwritten, except blocks that the C library keeps at hand (up
-// to 1032 bytes): those wait for wipe_freed_memory. The pairs may nest.
+// Memory freed between the two calls is overwritten, except blocks of up to 1032 bytes that the C
+// library caches: wipe_freed_memory overwrites those. Pairs may nest.
 void begin_wiping();
 void end_wiping();
 
-// Overwrites the blocks that the C library keeps at hand, and the stack below the caller's frame,
-// where signals and the loader leave whole registers.
+// Overwrites the blocks that the C library caches, and the stack below the caller's frame, where
+// signals and the loader leave the contents of registers.
 void wipe_freed_memory();
 
 }  // namespace lineedit

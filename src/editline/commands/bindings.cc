@@ -1,4 +1,4 @@
-// The keys that every line has, and binding others.
+// The default key bindings, and binding other keys.
 #include "editline/commands/bindings.h"
 
 #include <histedit.h>
@@ -19,10 +19,10 @@
 
 namespace lineedit {
 
-// The functions of the application's that run as commands, by key.
+// The application's functions that run as commands, by key.
 static struct { rl_command_func_t *functions[256]; } application;
 
-// --- The keys of every line ----------------------------------------------------------------------
+// --- Default bindings ----------------------------------------------------------------------------
 
 // The layer's own commands.
 static const struct {
@@ -49,11 +49,11 @@ struct Binding {
   const char *command;
 };
 
-// Keys that every line has beyond the editor's emacs set.
+// Added to the editor's emacs bindings.
 static const Binding bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
-    // Home and End as the terminals of the last decades send them.
+    // Home and End, as different terminals send them.
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
     {"\\e[7~", "ed-move-to-beg"},
@@ -78,7 +78,7 @@ static const Binding bindings[] = {
     {"^N", "rl_next_history"},
     {"\\e[B", "rl_next_history"},
     {"\\eOB", "rl_next_history"},
-    // Meta-p and Meta-n, with a capital letter too, behind an Escape and with the eighth bit set.
+    // Meta-p and Meta-n, also with a capital letter: after an Escape, and with the eighth bit set.
     {"\\ep", "rl_search_prev_history"},
     {"\\eP", "rl_search_prev_history"},
     {"\\360", "rl_search_prev_history"},
@@ -89,17 +89,17 @@ static const Binding bindings[] = {
     {"\\316", "rl_search_next_history"},
 };
 
-// Keys of the editor's emacs set that are taken away, since libedit 3.1-20221030 dies of them. It
-// has each Meta key twice: with the eighth bit set, and behind an Escape.
+// Emacs keys that are unbound because they crash libedit 3.1-20221030. It binds each Meta key
+// twice: with the eighth bit set, and after an Escape.
 static const char *const removed_emacs_keys[] = {
-    // Meta-x and Meta-X ask for an editor command. One that is a lone quote is read on beyond its
-    // end: the process dies of SIGSEGV.
+    // Meta-x and Meta-X ask for an editor command. If the command is a lone quote, libedit reads
+    // beyond its end: SIGSEGV.
     "\\370",
     "\\ex",
     "\\330",
     "\\eX",
-    // Meta-Ctrl-underscore copies the word before the cursor without a look at the room that is
-    // left in the line: repeated on a growing line it writes past the buffer.
+    // Meta-Ctrl-underscore copies the word before the cursor without checking the room left in the
+    // buffer. Repeated on a growing line, it writes past the buffer.
     "\\237",
     "\\e\\037",
 };
@@ -110,11 +110,10 @@ static const Binding vi_command_bindings[] = {
     {"+", "rl_next_history"}, {"K", "rl_search_prev_history"}, {"J", "rl_search_next_history"},
 };
 
-// Keys of vi's command mode that are taken away: a colon asks for an editor command, as Meta-x
-// does.
+// Keys of vi's command mode that are unbound: a colon asks for an editor command, as Meta-x does.
 static const char *const removed_vi_command_keys[] = {":"};
 
-// Wide: of narrow names libedit 3.1-20221030 makes copies that it never frees.
+// The wide call: libedit 3.1-20221030 never frees the copies that it makes of narrow names.
 static void add_commands() {
   for (const auto &command : commands)
     el_wset(editor.el, EL_ADDFN, command.name, command.help, command.function);
@@ -135,7 +134,8 @@ static void bind_emacs_digits() {
   }
 }
 
-// 0 begins no count there. A digit behind an Escape is libedit's, for read_repeat_count.
+// In vi's command mode a 0 does not begin a count. A digit after an Escape runs libedit's own
+// command, which read_repeat_count needs.
 static void bind_vi_digits() {
   for (int digit = '0'; digit <= '9'; ++digit) {
     char key[8];
@@ -158,8 +158,8 @@ static void bind_vi_command_key(const char *keys, const char *command) {
   el_set(editor.el, EL_BIND, "-a", keys, command, nullptr);
 }
 
-// In insert mode an Escape leads to command mode at once. So a key that begins with one is bound
-// there with the Escape and without it; Meta keys are not bound.
+// In insert mode an Escape switches to command mode at once. So a sequence that begins with Escape
+// is bound in command mode with the Escape and without it. Meta keys are not bound.
 static void bind_key_for_vi(const Binding *binding) {
   const bool is_control = binding->keys[0] == '^';
   const bool is_sequence =
@@ -196,8 +196,7 @@ void set_keys_up() {
 
 // --- Binding -------------------------------------------------------------------------------------
 
-// libedit's commands that walk through history, and the layer's commands that an application gets
-// for them.
+// libedit's history commands, and the layer's commands that are bound in their place.
 static const struct {
   const char *editors;
   const char *layers;
@@ -216,14 +215,14 @@ static const char *better_command(const char *name) {
   return name;
 }
 
-// Of a line like "bind ? rl_complete".
+// For a line such as "bind ? rl_complete".
 static void note_binding(const char **words) {
   words[2] = better_command(words[2]);
   if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
-// Whether the words are a "bind" for this program, as far as what stands before a colon tells:
-// libedit decides that, and refuses a command that it does not know only if it is.
+// Whether `command` is "bind", for this program. A prefix that ends in a colon names the program,
+// and only libedit can match it: it refuses an unknown command only if the prefix matches.
 static bool is_bind(const char *command) {
   const char *colon = strchr(command, ':');
   if (colon == nullptr) return strcmp(command, "bind") == 0;
@@ -235,7 +234,8 @@ static bool is_bind(const char *command) {
   return refused;
 }
 
-// Whether the options include -e or -v, which bind all keys as libedit has them. It stops at -l.
+// Whether the options include -e or -v, which reset all keys to libedit's bindings. Options after
+// -l do not count.
 static bool resets_keys(const char **options) {
   for (; *options != nullptr && **options == '-'; ++options) {
     const char option = (*options)[1];

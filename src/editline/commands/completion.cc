@@ -12,7 +12,7 @@
 
 namespace lineedit {
 
-// Characters that a word to complete does not reach across.
+// Characters that separate words to complete.
 static const wchar_t word_breaks[] = L" \t\n\"\\'`@$><=;|&{(";
 
 // The word before the cursor, malloc'ed. `*start` and `*end` are its offsets in characters.
@@ -34,7 +34,7 @@ static void free_list(char **list) {
   free(list);
 }
 
-// Asks the hook. Returns whether the editor's own completion shall follow.
+// Calls the hook. Returns whether the editor's own completion should follow.
 static bool ask_completion_hook() {
   int start, end;
   char *word = word_before_cursor(&start, &end);

@@ -1,4 +1,4 @@
-// Editing commands that libedit lacks or has wrong.
+// Editing commands that libedit lacks or gets wrong.
 #include "editline/commands/editing.h"
 
 #include <sys/types.h>
@@ -11,11 +11,11 @@
 namespace lineedit {
 
 static struct {
-  // The line in the editor, while a command runs.
+  // The edited line, while a command runs.
   LineText line;
 } editing;
 
-// libedit 3.1-20221030 moves the cursor when there are no two characters to exchange, and does not
+// If there are not two characters to exchange, libedit 3.1-20221030 moves the cursor and does not
 // show it.
 unsigned char transpose_characters(EditLine *, wint_t) {
   size_t cursor;

@@ -1,18 +1,19 @@
-// Editing commands that libedit lacks or has wrong.
+// Editing commands that libedit lacks or gets wrong.
 #pragma once
 
 #include <histedit.h>
 
 namespace lineedit {
 
-// Editor command: exchanges the character before the cursor and the one at it.
+// Editor command: exchanges the character before the cursor and the one at it; at the end of the
+// line, the last two.
 unsigned char transpose_characters(EditLine *el, wint_t key);
 
-// Editor command: sends the suspend signal. Where the key is the terminal's suspend key, as it is
-// as a rule, the terminal sends the signal and the editor never sees the key.
+// Editor command: sends the suspend signal to the process group. If the key is the terminal's
+// suspend key, as usual, the terminal sends the signal and the editor never sees the key.
 unsigned char suspend(EditLine *el, wint_t key);
 
-// For another user: nothing of what was typed is kept.
+// Wipes what was typed, before the next user.
 void wipe_editing();
 
 }  // namespace lineedit

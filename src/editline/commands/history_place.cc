@@ -1,4 +1,4 @@
-// The place in history of the line that is being edited. The store's cursor follows it.
+// The place in history of the line being edited. The cursor of the history object follows it.
 #include "editline/commands/history_place.h"
 
 #include "editline/base/editor.h"

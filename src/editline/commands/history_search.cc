@@ -1,13 +1,13 @@
-// The search through history that follows the typing: Ctrl-R, and what is typed after it.
+// The incremental search through history: Ctrl-R, and what is typed after it.
 //
-// libedit 3.1-20221030 has one, with faults that reach the user. Ctrl-W as its first key reads
-// before the line's buffer, and a long pattern below a long line is written beyond its end. A
-// pattern stays for the next search, which goes on where it ended. Each key walks through history
-// from its newest line on. It calls itself for each key, too, so that a long search uses up the
-// stack.
+// The search of libedit 3.1-20221030 has bugs that users notice. Ctrl-W as the first key reads
+// before the line's buffer. A long pattern below a long line is written beyond the end of the
+// buffer. The pattern is kept for the next search, which continues where this one ended. Each key
+// starts again at the newest line of history. And the search recurses for each key, so a long one
+// exhausts the stack.
 //
-// A search is one command that reads its keys until one ends it. Meanwhile the editor's line is the
-// line found, with the pattern in a row below it.
+// Here a search is one command, which reads keys until one of them ends it. Meanwhile the editor's
+// line is the line found, with the pattern in a row below it.
 #include "editline/commands/history_search.h"
 
 #include <sys/ioctl.h>
@@ -29,41 +29,41 @@
 
 namespace lineedit {
 
-// What a search has come to; Backspace goes back to the one before.
+// A state of the search. Backspace returns to the one before.
 struct SearchState {
   // The place in history, and where in its line the pattern begins.
   int back;
   size_t cursor;
-  // How much of the pattern there is.
+  // The length of the pattern.
   size_t length;
   bool older;
-  // The pattern was not found from here on.
+  // The pattern was not found beyond this place.
   bool failed;
 };
 
 static struct {
   // A search is in progress.
   bool on;
-  // The line in which the search began, with its place and cursor: Ctrl-G goes back to it.
+  // The line in which the search began, its place and its cursor. Ctrl-G returns to them.
   LineText origin;
   int origin_back;
   size_t origin_cursor;
-  // The line found, and that line with the pattern's row as the editor has it.
+  // The line found; and the editor's line, which adds the row of the pattern.
   LineText line;
   LineText shown;
-  // The line at the place in history, while it is looked at.
+  // The line at the place in history, while it is checked.
   LineText candidate;
   // The pattern, as characters and as bytes.
   wchar_t pattern[256];
   char pattern_bytes[256 * 16];
-  // The states so far, the present one last.
+  // The states so far, the current one last.
   SearchState states[1024];
   int count;
-  // The pattern of the search before, for a search that repeats it.
+  // The pattern of the previous search, for a search that repeats it.
   wchar_t latest[256];
 } search;
 
-// Printable ASCII characters that run a command, by what the application has bound: no user's text.
+// Printable ASCII keys that run a command. Not wiped: this holds nothing that was typed.
 static struct { bool runs_command[128]; } bound;
 
 static SearchState *current() { return &search.states[search.count - 1]; }
@@ -93,7 +93,8 @@ static bool pattern_is_at(size_t position) {
          wmemcmp(search.line.characters + position, search.pattern, current()->length) == 0;
 }
 
-// The nearest place of the pattern in the line from `from` on. Returns whether there is one.
+// Finds the nearest occurrence of the pattern in the line, from `from` on. Returns whether there is
+// one.
 static bool find_in_line(long from, size_t *found) {
   const long step = current()->older ? -1 : 1;
   for (long at = from; at >= 0 && at <= static_cast<long>(search.line.length); at += step) {
@@ -104,8 +105,8 @@ static bool find_in_line(long from, size_t *found) {
   return false;
 }
 
-// Takes over the line at the place where it has the pattern in it. One that equals the line shown
-// is no step on.
+// If the line at the place contains the pattern, makes it the line found. A line equal to the one
+// shown does not count.
 static bool take_line_at_place() {
   const char *stored = stored_line_at_place();
   if (lines_back() != search.origin_back && stored != nullptr &&
@@ -121,7 +122,7 @@ static bool take_line_at_place() {
 
 static long far_end() { return current()->older ? static_cast<long>(search.line.length) : 0; }
 
-// Looks for the pattern from the place `from` in the line shown on, and then in the next lines.
+// Looks for the pattern in the line shown, from `from` on, and then in the lines beyond it.
 static bool find(long from) {
   const int start = lines_back();
   bool found = find_in_line(from, &current()->cursor);
@@ -144,7 +145,7 @@ static void draw_in_place(const LineText *line) {
   redraw_line();
 }
 
-// The line found with the pattern's row below it.
+// Shows the line found, with the row of the pattern below it.
 static void show_search() {
   const SearchState *state = current();
   set_text(&search.shown, search.line.characters, search.line.length);
@@ -161,7 +162,8 @@ static void leave_search() {
   reset_search();
 }
 
-// For a signal that is acted on: leaves the line found on the screen, without the pattern.
+// Before a signal is acted on: ends the search, with the line found on the screen and without the
+// pattern.
 static void take_search_off_screen() {
   leave_search();
   draw_in_place(&search.line);
@@ -181,7 +183,7 @@ static void begin_search(bool older) {
   editor.leave_command = take_search_off_screen;
 }
 
-// The editor's line is the line found.
+// Makes the line found the editor's line.
 static unsigned char end_search() {
   leave_search();
   set_edited_line(&search.line, current()->cursor);
@@ -198,7 +200,7 @@ static unsigned char abort_search() {
 
 // --- The keys of a search ------------------------------------------------------------------------
 
-// Returns false where there is no room for one more.
+// Adds a copy of the current state. Returns false if there is no room.
 static bool add_state() {
   if (search.count == static_cast<int>(std::size(search.states))) return false;
   search.states[search.count] = *current();
@@ -228,7 +230,7 @@ static bool search_for_more(wchar_t character) {
   return note_result(find(static_cast<long>(current()->cursor)));
 }
 
-// libedit's words.
+// By libedit's idea of a word.
 static bool is_in_word(wchar_t character) {
   return iswalnum(static_cast<wint_t>(character)) != 0 ||
          wcschr(L"*?_-.[]~=", character) != nullptr;
@@ -250,7 +252,7 @@ static bool take_latest_pattern() {
   return current()->length > 0;
 }
 
-// Once more from the far end of history on.
+// Searches again from the far end of history.
 static bool find_from_far_end() {
   const int start = lines_back();
   if (current()->older)
@@ -293,15 +295,15 @@ static bool more_has_been_typed() {
   return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// Ends the search and has the editor read these keys next, behind what a macro of the user's may
-// have left. A Ctrl-@ cannot be pushed back.
+// Ends the search and has the editor read these keys next, after anything that is left of a user's
+// macro. A Ctrl-@ cannot be pushed back.
 static unsigned char end_search_with(EditLine *el, const wchar_t *keys) {
   if (*keys != L'\0') el_wpush(el, keys);
   return end_search();
 }
 
-// An Escape ends the search, and what follows it is text. Only an arrow key or its like, which also
-// begins with one, ends the search as any other key does.
+// An Escape ends the search, and what follows it is text. An arrow key or similar, which also
+// begins with Escape, ends the search and then does its usual work.
 static unsigned char end_search_at_escape(EditLine *el) {
   wchar_t keys[] = {L'\033', L'\0', L'\0'};
   if (!more_has_been_typed() || el_wgetc(el, &keys[1]) != 1) return end_search();
@@ -320,7 +322,7 @@ static bool is_part_of_pattern(wchar_t key) {
   return key >= static_cast<wchar_t>(std::size(bound.runs_command)) || !bound.runs_command[key];
 }
 
-// Searches on by a key. Returns false where there is nothing more to find, or no room.
+// Continues the search with a key. Returns false if there is nothing more to find, or no room.
 static bool search_with(wchar_t key) {
   switch (key) {
     case L'\022':  // ^R
@@ -350,7 +352,7 @@ static unsigned char search_while_typing(EditLine *el, bool older) {
       end_search();
       return CC_EOF;
     }
-    // What happened in the wait may have ended it.
+    // A signal during the wait may have ended the search.
     if (!search.on) {
       if (keys[0] != L'\0') el_wpush(el, keys);
       return CC_REFRESH;

@@ -1,23 +1,23 @@
-// The search through history that follows the typing.
+// The incremental search through history.
 #pragma once
 
 #include <histedit.h>
 
 namespace lineedit {
 
-// Editor commands: begin a search for older and for newer lines.
+// Editor commands: search older lines, and newer lines, while the pattern is typed.
 unsigned char search_older(EditLine *el, wint_t key);
 unsigned char search_newer(EditLine *el, wint_t key);
 
-// At the start of a line: nothing is searched for.
+// For the start of a line: no search is in progress.
 void reset_search();
-// For another user: nothing of what was searched for or typed is kept.
+// Wipes what was searched for or typed, before the next user.
 void wipe_search();
 
-// For the search's keys: whether the key, a printable ASCII character, stands for itself, as all do
-// at first. One that runs a command ends the search.
+// Tells the search whether `key`, a printable ASCII character, inserts itself, as all do at first.
+// A key that runs a command ends the search.
 void note_key_inserts(int key, bool inserts);
-// All do again.
+// From now on all keys insert themselves again.
 void reset_search_keys();
 
 }  // namespace lineedit

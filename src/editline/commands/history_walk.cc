@@ -1,10 +1,10 @@
-// Walking through history from the line that is being edited.
+// Moving through history from the line being edited.
 //
-// libedit 3.1-20221030 has such commands, with faults that lose what the user typed or recorded. It
-// keeps 1023 characters of a typed line while others are shown. It does not get past a stored line
-// that the locale cannot decode. It drops a newline and a blank from the end of a recalled line.
-// Its Down wipes a line that was never left. And it begins each step at the newest line, so that a
-// step takes the longer the further back it is.
+// The commands of libedit 3.1-20221030 have bugs that lose what the user typed or recorded. They
+// keep only 1023 characters of the typed line while other lines are shown. They do not get past a
+// stored line that the locale cannot decode. They drop a newline and a blank from the end of a
+// recalled line. Down clears the typed line even if no other line was shown. And each step starts
+// again at the newest line, so that steps get slower the further back they go.
 #include "editline/commands/history_walk.h"
 
 #include <cstring>
@@ -18,12 +18,13 @@
 namespace lineedit {
 
 static struct {
-  // What the latest search for text before the cursor looked for, as characters and as bytes.
+  // The text that the latest search looked for, as characters and as bytes.
   LineText pattern;
   char *pattern_bytes;
-  // The line that it showed is still there: one more search goes on with the same pattern.
+  // The latest search found a line. While that is still shown, the next search uses the same
+  // pattern.
   bool matched;
-  // The line in the editor and the line at the place, while a command runs.
+  // The edited line and the line at the place, while a command runs.
   LineText shown;
   LineText line;
 } walk;
@@ -43,7 +44,7 @@ static void show_line_at_place() {
 
 // --- Older and newer -----------------------------------------------------------------------------
 
-// As many steps as there are and were asked for.
+// Takes as many steps as were asked for, or as there are.
 static unsigned char step(bool older) {
   const int asked = take_repeat_count();
   int steps = 0;
@@ -60,7 +61,7 @@ unsigned char go_to_newer_line(EditLine *, wint_t) { return step(false); }
 
 // --- Lines with the text before the cursor -------------------------------------------------------
 
-// Whether the editor shows what the latest search found, with the cursor as it left it.
+// Whether the editor still shows the line that the latest search found, with the cursor at its end.
 static bool search_goes_on(size_t cursor) {
   if (!walk.matched || cursor != walk.shown.length) return false;
   read_line_at_place(&walk.line);
@@ -73,7 +74,7 @@ static void take_pattern(size_t cursor) {
   walk.pattern_bytes = encode_text(&walk.pattern);
 }
 
-// A line that equals the one shown is no step on.
+// Whether the line at the place contains the pattern. A line equal to the one shown does not count.
 static bool place_matches() {
   const char *stored = stored_line_at_place();
   if (stored != nullptr && strstr(stored, walk.pattern_bytes) == nullptr) return false;

@@ -1,20 +1,21 @@
-// Walking through history with the layer's own commands, one line or one match at a time.
+// Commands that move through history, by lines or by matches.
 #pragma once
 
 #include <histedit.h>
 
 namespace lineedit {
 
-// Editor commands: go as many lines back or forth as the repeat count says.
+// Editor commands: go back or forward by as many lines as the repeat count says.
 unsigned char go_to_older_line(EditLine *el, wint_t key);
 unsigned char go_to_newer_line(EditLine *el, wint_t key);
-// Editor commands: go to the next line that has the text before the cursor in it.
+// Editor commands: go to the next line that contains the text before the cursor.
 unsigned char go_to_older_match(EditLine *el, wint_t key);
 unsigned char go_to_newer_match(EditLine *el, wint_t key);
 
-// The next search for the text before the cursor is a new one. At the start of a line, too.
+// Makes the next search for the text before the cursor a new one. To be called at the start of a
+// line.
 void end_text_search();
-// For another user: nothing of what was searched for or shown is kept.
+// Wipes what was searched for or shown, before the next user.
 void wipe_walk();
 
 }  // namespace lineedit

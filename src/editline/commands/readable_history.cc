@@ -1,4 +1,4 @@
-// History as libedit's own commands see it.
+// History as it is shown to libedit's own commands.
 #include "editline/commands/readable_history.h"
 
 #include <cstdarg>
@@ -14,7 +14,7 @@ static struct {
   char *bytes;
 } readable;
 
-// With a question mark for each byte that is part of no character.
+// Replaces each byte that is not part of a character with a question mark.
 static const char *make_readable(const char *line) {
   decode_text(&readable.characters, line);
   for (size_t i = 0; i < readable.characters.length; ++i) {

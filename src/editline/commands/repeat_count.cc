@@ -1,10 +1,10 @@
 // Repeat counts.
 //
-// libedit 3.1-20221030 takes a count of a million: a key more, and it is busy for seconds, with
-// hundreds of megabytes. So the digits are read here, and libedit gets those of a smaller count. It
-// takes them from keys that run its own command, and from nowhere else. In emacs's keys the first
-// digit's key is bound to that command until the next key is read. In vi's command mode a digit
-// behind an Escape always is.
+// libedit 3.1-20221030 accepts a count of a million; the next key then takes seconds and hundreds
+// of megabytes. So the digits are read here, and libedit gets those of a smaller count. It accepts
+// digits only from keys that run its own command, ed-argument-digit. With emacs's keys, the key of
+// the first digit is bound to that command until the next key is read. In vi's command mode, a
+// digit after an Escape is always bound to it.
 #include "editline/commands/repeat_count.h"
 
 #include <cstdio>
@@ -22,10 +22,10 @@ static constexpr size_t most_digits = 4;
 // The count being read.
 static struct {
   int value;
-  // What is told to libedit of it: the digits, without those that would make it too great.
+  // The digits that libedit gets, without those that would make the count too large.
   wchar_t digits[most_digits + 1];
   size_t length;
-  // The first digit's key, bound to libedit's command.
+  // The key of the first digit, while it is bound to libedit's command.
   char bound_key[4];
 } count;
 
@@ -40,7 +40,7 @@ static void add_digit(wchar_t digit) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-// The key that the count is for, as far as it has been read.
+// The part of the counted key that has been read.
 struct Key {
   wchar_t characters[10];
   size_t length;
@@ -52,8 +52,8 @@ static bool read_more(EditLine *el, Key *key) {
   return true;
 }
 
-// Takes over a digit, with the eighth bit or an Escape before it or without. Returns whether there
-// was one; else the key has begun.
+// Reads a digit of the count: plain, after an Escape, or with the eighth bit set. Returns false if
+// there is none; `key` then holds the beginning of the counted key.
 static bool take_digit(EditLine *el, Key *key) {
   key->length = 0;
   if (!read_more(el, key)) return false;
@@ -66,7 +66,7 @@ static bool take_digit(EditLine *el, Key *key) {
 // A control character also ends the sequence but is not part of it.
 static bool ends_sequence(wchar_t key) { return (key >= L'@' && key <= L'~') || key < L' '; }
 
-// Reads on to the end of a key of which one or two characters were read.
+// Reads the rest of a key of which one or two characters have been read.
 static void read_rest(EditLine *el, Key *key) {
   const wchar_t second = key->length == 2 ? key->characters[1] : L'\0';
   bool sequence = second == L'[' || second == L'O';
@@ -74,7 +74,7 @@ static void read_rest(EditLine *el, Key *key) {
     sequence = !ends_sequence(key->characters[key->length - 1]);
 }
 
-// --- Telling libedit -----------------------------------------------------------------------------
+// --- Passing the count to libedit ----------------------------------------------------------------
 
 static void bind_first_digit(const char *command) {
   el_set(editor.el, EL_BIND, count.bound_key, command, nullptr);
@@ -113,7 +113,7 @@ unsigned char read_repeat_count(EditLine *el, wint_t first) {
     tell_vi_keys();
   else
     tell_emacs_keys();
-  // libedit reads in the order in which it is given.
+  // libedit reads pushed keys in the order of the calls.
   el_wpush(el, key.characters);
   return CC_ARGHACK;
 }

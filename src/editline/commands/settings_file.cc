@@ -1,4 +1,4 @@
-// The user's own settings.
+// The user's settings file.
 #include "editline/commands/settings_file.h"
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 
 namespace lineedit {
 
-// A process with another user's rights reads no file of its caller's.
+// secure_getenv: a set-user-ID process must not read a file that its caller names.
 static FILE *open_settings_file() {
   const char *named = secure_getenv("EDITRC");
   if (named != nullptr) return fopen(named, "re");
@@ -22,11 +22,12 @@ static FILE *open_settings_file() {
   return file;
 }
 
-// libedit 3.1-20221030 takes the words of a line into buffers of 1024 characters: a longer word is
-// written beyond them, and the process dies.
+// libedit 3.1-20221030 copies the words of a line into buffers of 1024 characters. A longer word
+// overflows them, and the process crashes.
 static constexpr size_t longest_line = 1000;
 
-// Passed over as well: a line that the locale cannot decode.
+// Blank lines and comments are skipped, and lines that are too long or that the locale cannot
+// decode.
 static bool says_nothing(const char *line) {
   if (strlen(line) > longest_line || mbstowcs(nullptr, line, 0) == static_cast<size_t>(-1))
     return true;

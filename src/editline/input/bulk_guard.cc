@@ -1,10 +1,10 @@
-// The bulk-input guard, over libedit's public interface: the marks, and the reader that echoes in
-// bulk mode.
+// The bulk-input guard on libedit's public interface: the high- and low-water marks, and the reader
+// that echoes in bulk mode.
 //
-// libedit (3.1-20221030) leaves the terminal in the mode that it has while its editing is off. That
-// is what keeps it raw from one line of a flood to the next; but it takes that editing goes off
-// before libedit ends the edited line, where it would give the terminal back. So the check of such
-// a line is made when the key that ends it is read, and taken back should the line go on.
+// libedit 3.1-20221030 does not change the terminal's mode while its editing is off. That keeps the
+// terminal raw from one line of a flood to the next. But editing must be turned off before libedit
+// ends the edited line, when it would restore the terminal. So an edited line is checked when the
+// key that ends it is read, and the check is undone if the line goes on.
 #include "editline/input/bulk_guard.h"
 
 #include <sys/ioctl.h>
@@ -17,12 +17,13 @@
 
 namespace lineedit {
 
-// Editing goes off when more bytes than the one are waiting, and back on when fewer than the other.
+// Editing is turned off when more bytes than the first are waiting, and on again when fewer than
+// the second are.
 static constexpr int high_water_mark = 1999;
 static constexpr int low_water_mark = 1001;
 
 static struct {
-  // Where the editor got its characters from before the guard was armed.
+  // The editor's own reader, while the guard is armed.
   el_rfunc_t reader;
   // In the line being read:
   LineMode mode;
@@ -52,14 +53,14 @@ static void check_at_key(EditLine *el) {
   if (guard.went_off_at_key) set_editing(false);
 }
 
-// The line has not ended with the key after which it was checked.
+// The key at which the line was checked did not end it.
 static void take_check_back() {
   if (guard.went_off_at_key) set_editing(true);
   guard.checked = guard.went_off_at_key = false;
 }
 
-// At the end of a line that was not checked at its last key. Bulk mode wants the terminal raw, and
-// libedit has given it back at the end of an edited line.
+// For a line that was not checked at its last key. Bulk mode needs a raw terminal, and libedit has
+// restored it at the end of an edited line.
 static void check_after_line(EditLine *el) {
   const bool editing = bulk_guard_check(input_of(el), editing_is_on());
   set_editing(editing);
@@ -77,8 +78,8 @@ void bulk_guard_end_line(EditLine *el) {
 
 // --- The reader ----------------------------------------------------------------------------------
 
-// The low-order byte is all that is written of a character, to where it came from: the terminal is
-// raw and shows bytes as they are.
+// Writes only the low-order byte of the character, to the terminal that it came from, which is raw
+// and shows bytes as they are.
 static void echo(EditLine *el, wchar_t character) {
   const char byte = static_cast<char>(character);
   [[maybe_unused]] const ssize_t written = write(input_of(el), &byte, 1);

@@ -1,7 +1,7 @@
-// The bulk-input guard: keeps the editor from drowning in a flood of input, such as a large paste.
-// While it is armed, each line ends with a look at how much is waiting in the terminal's queue.
-// From 2000 bytes on the following lines are read without editing, each character echoed here; at
-// 1000 bytes or fewer editing is back. Nothing in the module arms it: that takes the wide setter.
+// The bulk-input guard protects the editor from a flood of input, such as a large paste. While it
+// is armed, it checks at the end of each line how many bytes wait in the terminal's queue. At 2000
+// or more, the following lines are read without editing and each character is echoed here; at 1000
+// or fewer, editing resumes. Nothing in the module arms the guard: only the wide setter does.
 #pragma once
 
 #include <histedit.h>
@@ -10,36 +10,37 @@
 
 namespace lineedit {
 
-// The operation that arms (int argument not 0) and disarms the guard. libedit has another operation
-// of that number, so it never gets there.
+// The operation that arms (int argument not 0) or disarms the guard. libedit has another operation
+// of that number, so this one is never passed on.
 constexpr int EL_TTY_OVERFLOW_FIX = 25;
 
-// Whether the guard is armed for this editor. A new editor's is not.
+// For a new editor the guard is not armed.
 bool bulk_guard_is_armed(EditLine *el);
 void bulk_guard_set(EditLine *el, bool armed);
 
-// Where the editor gets its characters from, whether the guard stands in between or not.
+// The editor's character reader, without the guard's own.
 el_rfunc_t bulk_guard_reader(EditLine *el);
 void bulk_guard_set_reader(EditLine *el, el_rfunc_t reader);
 
-// The guard's decision at the end of a line: whether editing is to be on for the next one, when
-// `editing` tells whether it is on now. `fd` is the terminal; where it cannot be asked, nothing is
-// taken to wait.
+// The guard's decision at the end of a line: whether to edit the next one. `editing` is whether
+// editing is on now. `fd` is the terminal; if its queue cannot be read, it counts as empty.
 bool bulk_guard_check(int fd, bool editing);
 
-// How a line is read: edited, without editing in bulk mode or where editing was off already, or
-// without editing for lack of a raw terminal, where the guard stays out of it.
+// How a line is read: with editing (edited); without it, in bulk mode or because editing was off
+// already (plain); or without it because the terminal could not be made raw (failed). The guard
+// does nothing in a failed line.
 enum class LineMode { edited, plain, failed };
-// Around the reading of a line.
+// Bracket the reading of a line.
 void bulk_guard_begin_line(LineMode mode);
 void bulk_guard_end_line(EditLine *el);
 
-// The guard's half of rl_tty_overflow_fix.
+// Does the work of rl_tty_overflow_fix.
 void bulk_guard_request(int on);
 
-// libedit's setters and getters as this system has them; the arguments are as histedit.h says. The
-// wide setter knows one operation more than libedit's, with an int argument and the result 0. The
-// narrow one ends at operation 24 and the getters at 22: all answer -1 beyond, and change nothing.
+// libedit's setters and getters, with the range of operations that this system has; the arguments
+// are those of histedit.h. The wide setter has one operation more than libedit's, with an int
+// argument and the result 0. The narrow one ends at operation 24 and the getters at 22. Beyond
+// that, all return -1 and change nothing.
 namespace engine {
 
 template <typename... Arguments>
@@ -68,7 +69,7 @@ int el_get(EditLine *el, int operation, Arguments... arguments) {
   return operation <= EL_RPROMPT_ESC ? ::el_get(el, operation, arguments...) : -1;
 }
 
-// EL_GETCFN, which an armed guard has to itself.
+// EL_GETCFN: in libedit, an armed guard has its own reader there.
 inline int el_set(EditLine *el, int operation, el_rfunc_t reader) {
   if (operation != EL_GETCFN) return -1;
   bulk_guard_set_reader(el, reader);

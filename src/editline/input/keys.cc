@@ -1,5 +1,5 @@
-// Where the editor gets its keys from: the input hook, or this layer's own reader for an editor
-// without one. Both wait with signals let in, which the engine's built-in reader cannot.
+// Reading keys, from the input hook or, without one, with the layer's own reader. Both let signals
+// in while they wait, which libedit's built-in reader cannot do.
 #include "editline/input/keys.h"
 
 #include <unistd.h>
@@ -17,13 +17,13 @@
 namespace lineedit {
 
 static struct {
-  // The repeat count of the key that comes next, or whose command is running; 0 for none.
+  // The repeat count of the next key, or of the key whose command is running; 0 if there is none.
   int repeat;
-  // What is to be done before the next key is read, or null.
+  // To be called before the next key is read, or null.
   void (*before_next)();
 } keys;
 
-// What the layer's own reader waits on, kept for its storage.
+// What the layer's own reader waits on; kept to reuse the storage.
 static WaitSet ready;
 
 // --- From the terminal ---------------------------------------------------------------------------
@@ -48,8 +48,8 @@ static ssize_t read_byte(char *byte) {
   return got;
 }
 
-// Decodes what has been read. Where that is no beginning of a character, only the latest byte can
-// still be one. Returns whether there is a whole character.
+// Decodes the bytes read so far. If they cannot begin a character, keeps only the latest byte,
+// which may begin one. Returns whether a character is complete.
 static bool decode(wchar_t *character, char *bytes, size_t *count) {
   while (*count > 0) {
     mbstate_t shift = {};
@@ -62,7 +62,7 @@ static bool decode(wchar_t *character, char *bytes, size_t *count) {
   return false;
 }
 
-// Reads one character of the locale's encoding. Bytes that are part of none are passed over.
+// Reads one character of the locale's encoding. Skips bytes that are not part of one.
 static int read_character(wchar_t *character) {
   char bytes[MB_LEN_MAX];
   size_t count = 0;

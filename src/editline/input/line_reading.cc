@@ -16,7 +16,7 @@ namespace lineedit {
 static struct {
   // The terminal could not be made raw: the line is read without editing.
   bool terminal_failed;
-  // What editing goes back to after that.
+  // Whether editing was on before that.
   bool edits_otherwise;
 } reading;
 
@@ -26,14 +26,14 @@ static bool nothing_waits() {
   return bytes == 0;
 }
 
-// libedit edits on a raw terminal only, and takes any other for one that is at its end.
+// libedit edits only on a raw terminal, and takes any other to be at the end of input.
 static void begin_failed_line() {
   reading.terminal_failed = true;
   reading.edits_otherwise = editing_is_on();
   set_editing(false);
 }
 
-// Also of one that a signal handler has jumped out of.
+// Also ends a failed line that a signal handler has jumped out of.
 static void end_failed_line() {
   if (reading.terminal_failed) set_editing(reading.edits_otherwise);
   reading.terminal_failed = false;
@@ -47,13 +47,13 @@ static void tell_of_failure(EditLine *el) {
 }
 
 // libedit 3.1-20221030 shows the prompt before it makes the terminal raw; keys that arrive in
-// between would go through the driver's line editing and change the line. Returns whether a line is
-// to be read.
+// between would go through the driver's line editing and change the line. Returns false if no line
+// is to be read.
 static bool switch_to_raw_mode(EditLine *el) {
   end_failed_line();
   const bool cooked = editor.has_terminal && !editor.terminal_is_raw;
   if (make_terminal_raw()) return true;
-  // Asked only now, since on a cooked terminal the kernel counts byte by byte.
+  // Asked only after the failure: on a cooked terminal the kernel counts byte by byte.
   if (cooked && nothing_waits()) return false;
   tell_of_failure(el);
   begin_failed_line();
@@ -71,7 +71,7 @@ static LineMode line_mode() {
   return editor.has_terminal && editing_is_on() ? LineMode::edited : LineMode::plain;
 }
 
-// libedit's own reading, and what it leaves the terminal in.
+// Reads through libedit, and notes the mode in which it leaves the terminal.
 static const wchar_t *read_in_mode(EditLine *el, int *count) {
   const LineMode mode = line_mode();
   bulk_guard_begin_line(mode);

@@ -1,4 +1,4 @@
-// Handlers of signals while a line is read.
+// Signal handlers while a line is read.
 #include "editline/input/signals.h"
 
 #include <pthread.h>
@@ -15,9 +15,9 @@ namespace lineedit {
 static constexpr int watched[] = {SIGTERM, SIGHUP, SIGQUIT, SIGINT, SIGTSTP, SIGCONT, SIGWINCH};
 static constexpr int watched_count = sizeof watched / sizeof watched[0];
 
-// It is to be passed on to the disposition that the read found.
+// To be passed on to the disposition that the read found.
 static constexpr sig_atomic_t arrived = 1;
-// That has been done, in a callback; the terminal and our handler are to be put back in place.
+// Passed on already, during a callback; the terminal and our handler must be set up again.
 static constexpr sig_atomic_t passed_on_already = 2;
 
 static struct {
@@ -28,10 +28,10 @@ static struct {
   struct sigaction found[watched_count];
   // A callback runs on the reading thread, with signals let in.
   volatile sig_atomic_t in_callback;
-  // Signals that arrived and wait to be acted on: one of the marks above, or 0.
+  // Signals to act on: one of the marks above, or 0.
   volatile sig_atomic_t noted[watched_count];
   volatile sig_atomic_t any_noted;
-  // Signals whose default action, which a callback runs under, is ours to take meanwhile.
+  // Signals whose default action our handler replaces during a callback.
   volatile sig_atomic_t covered[watched_count];
 } signals;
 
@@ -41,9 +41,9 @@ static int index_of(int signo) {
   return which;
 }
 
-// A fault of the code being run would end the process without the handler that somebody may have
-// for it. And the terminal driver stops a process in the background only where the last two are not
-// blocked; else reads fail and settings are changed.
+// While a fault signal is blocked, a fault ends the process without running its handler. And the
+// terminal driver stops a background process only if TTIN and TTOU are not blocked; otherwise its
+// reads fail and its changes of the settings take effect.
 static constexpr int never_blocked[] = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL, SIGSEGV,
                                         SIGSYS,  SIGTRAP, SIGTTIN, SIGTTOU};
 
@@ -67,17 +67,17 @@ static void note(int which, sig_atomic_t mark) {
   signals.any_noted = 1;
 }
 
-// Puts a disposition in force for the signal being handled and sends it once more to this thread,
-// which takes it as soon as the handler returns.
+// Installs a disposition for the signal being handled and sends the signal to this thread again,
+// which receives it as soon as the handler returns.
 static void hand_to(const struct sigaction *disposition, int signo) {
   sigaction(signo, disposition, nullptr);
   pthread_kill(pthread_self(), signo);
 }
 
-// As a rule the kernel gives a signal for the process to the main thread if that lets it in, else
-// to any. So on another thread it came because the reader blocks it just now: it goes to the
-// reader. The main thread itself gets Ctrl-C and Ctrl-Z only when some other thread reads, which
-// the reading calls rule out: their handler must see that, so it runs here.
+// The kernel prefers the main thread for a signal to the process, and picks any other if that one
+// blocks it. So another thread got this one because the reader is blocking it, and sends it on to
+// the reader. The main thread gets Ctrl-C and Ctrl-Z only if another thread reads, which the
+// reading calls do not allow. Their own handler must detect that, so it runs here.
 static void arrived_on_other_thread(int which) {
   const int signo = watched[which];
   const bool misdirected = is_main_thread() && (signo == SIGINT || signo == SIGTSTP);
@@ -87,7 +87,7 @@ static void arrived_on_other_thread(int which) {
     pthread_kill(signals.reader, signo);
 }
 
-// What ends or stops the process does so with the terminal given back.
+// Restores the terminal before a signal ends or stops the process.
 static void arrived_in_callback(int which) {
   const bool covered = signals.covered[which] != 0;
   if (!ends_process(watched[which]) && !covered) {
@@ -128,7 +128,7 @@ bool take_noted_signal(int *signo, bool *passed_on) {
 
 // --- Dispositions --------------------------------------------------------------------------------
 
-// A signal that the application ignores stays ignored, and stays so for programs that it starts.
+// A signal that the application ignores stays ignored, also in programs that it starts.
 static bool is_left_ignored(int which) {
   const bool changes_display_only = watched[which] == SIGCONT || watched[which] == SIGWINCH;
   return signals.found[which].sa_handler == SIG_IGN && !changes_display_only;
@@ -165,7 +165,7 @@ void reinstall_displaced_handlers() {
   reinstall_signal_handler(SIGTSTP);
 }
 
-// What was noted and not acted on belongs to the dispositions that come back now.
+// Signals that were noted but not acted on go to the restored dispositions.
 void restore_signal_handlers() {
   signals.installed = false;
   signals.any_noted = 0;
@@ -187,8 +187,8 @@ void begin_callback_signals() { signals.in_callback = 1; }
 
 void end_callback_signals() { signals.in_callback = 0; }
 
-// The default action would end or stop the process with the terminal as the editor has it, so our
-// handler goes first.
+// The default action would end or stop the process with the terminal still raw, so our handler runs
+// first.
 static void cover_default_action(int signo) {
   struct sigaction action;
   sigaction(signo, nullptr, &action);

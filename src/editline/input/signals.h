@@ -1,44 +1,44 @@
-// What signals do to the line being edited: handlers for the seven that concern it (INT, TSTP,
-// QUIT, HUP, TERM, CONT and WINCH), which take a note for the wait to act on.
+// Handlers for the seven signals that concern the line being edited: INT, TSTP, QUIT, HUP, TERM,
+// CONT and WINCH. They only note a signal; the wait for input acts on it.
 //
-// libedit's own handlers (EL_SIGNAL) are not used: they would run on whatever thread the kernel
-// picks while the reading one has the signals blocked, act once a line, and send each signal on to
-// the whole process group.
+// libedit's own handlers (EL_SIGNAL) are not used. They would run on whichever thread the kernel
+// picks while the reading thread has the signals blocked, act only once per line, and send each
+// signal on to the whole process group.
 #pragma once
 
 #include <csignal>
 
 namespace lineedit {
 
-// Every signal but those that must never be blocked.
+// Every signal except those that must never be blocked.
 sigset_t blockable_signals();
 
-// Takes the dispositions of the seven signals over for one read, and restores them as they were
-// found.
+// Install the handlers for one read, and restore the dispositions found then.
 void install_signal_handlers();
 void restore_signal_handlers();
-// Puts the handler for one signal, or those for INT and TSTP, back in their place after others have
-// been there.
+// Install the handler for one signal, or those for INT and TSTP, again after others have replaced
+// them.
 void reinstall_signal_handler(int signo);
 void reinstall_displaced_handlers();
 
-// Whether the disposition that the read has found is a function.
+// Whether the disposition that the read found is a handler function.
 bool found_disposition_is_a_handler(int signo);
 
-// Whether a signal has arrived that was not acted on.
+// Whether there is a noted signal to act on.
 bool signal_was_noted();
-// Takes the next of those, the ones that end the process first. `*passed_on` tells that the
-// disposition that the read found has been in force for it already. False when there is none left.
+// Takes the next noted signal, those that end the process first. Sets `*passed_on` if it has
+// already been passed on to the disposition that the read found. Returns false if there are no
+// more.
 bool take_noted_signal(int *signo, bool *passed_on);
 
-// Brackets a callback on the reading thread with signals let in. HUP, TERM and QUIT then give the
-// terminal back and go to the disposition that the read found; the other four wait to be noted.
+// Bracket a callback that runs on the reading thread with signals let in. HUP, TERM and QUIT then
+// restore the terminal and go to the disposition that the read found; the other four are noted.
 void begin_callback_signals();
 void end_callback_signals();
-// The same for a callback with dispositions of the caller's own for INT and TSTP, to be called
-// right after he has put them in place, and right after the callback. Where one of the two is the
-// default action, it comes after the terminal is given back. Other threads take such signals at any
-// time.
+// For a callback that runs under the caller's own dispositions for INT and TSTP. Call the first
+// right after those are installed, and the second right after the callback. If one of the two is
+// the default action, the terminal is restored before it takes effect. Another thread may receive
+// these signals at any time.
 void cover_default_actions();
 void uncover_default_actions();
 

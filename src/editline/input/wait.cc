@@ -1,4 +1,4 @@
-// The wait for input, with signals let in, and what is done about those that arrive.
+// Waiting for input with signals let in, and acting on those that arrive.
 #include "editline/input/wait.h"
 
 #include <fcntl.h>
@@ -22,14 +22,14 @@ namespace lineedit {
 static struct {
   // Between block_signals and unblock_signals.
   bool blocked;
-  // The mask that the wait opens and the unblocking goes back to: that before the blocking, without
+  // The mask during the wait and after unblock_signals: the one from before block_signals, without
   // the admitted signals.
   sigset_t outside;
   // The mask while they are blocked.
   sigset_t inside;
-  // A descriptor that is readable when a blocked signal has arrived. pselect, which opens the mask
-  // only if it has to wait, would pass over them for as long as keys keep coming. Kept from line to
-  // line; -1 when there is none.
+  // A signalfd, readable when a blocked signal has arrived. pselect alone changes the mask only if
+  // it has to wait, so it would miss signals for as long as keys keep coming. Kept from line to
+  // line; -1 if there is none.
   int arrivals;
 } waiting = {false, {}, {}, -1};
 
@@ -43,8 +43,8 @@ static sigset_t signals_to_let_in() {
   return set;
 }
 
-// Makes `arrivals` tell of the signals to let in. The application may have closed it meanwhile, and
-// something else may have its number now.
+// Makes `arrivals` report the signals to let in. The application may have closed it meanwhile, and
+// its number may now belong to something else.
 static void watch_arrivals() {
   const sigset_t set = signals_to_let_in();
   if (waiting.arrivals < 0 || signalfd(waiting.arrivals, &set, 0) < 0)
@@ -72,7 +72,7 @@ void unblock_signals() {
 // --- Acting on a signal, between two keys --------------------------------------------------------
 
 // Lets one signal through to the disposition that the read found. That may end or stop the process,
-// or jump away: everything is restored before, and taken over again only if it returns.
+// or jump out of the read. So everything is restored first, and set up again only if it returns.
 static void let_found_disposition_act(int signo) {
   restore_signal_handlers();
   pthread_kill(pthread_self(), signo);
@@ -83,8 +83,9 @@ static void let_found_disposition_act(int signo) {
   install_signal_handlers();
 }
 
-// Whoever stopped the process may have changed the terminal, which the editor takes for raw. Where
-// it is so, keys are on their way that must not meet it otherwise.
+// While the process was stopped, another program may have changed the terminal, which the editor
+// believes to be raw. If it is still raw it is not switched: keys may be arriving, and must not
+// find it cooked.
 static void restore_raw_terminal() {
   if (terminal_is_raw(fileno(rl_instream))) return;
   make_terminal_cooked();
@@ -141,8 +142,8 @@ bool input_was_dropped(int descriptor) {
          (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
-// For a set in which a descriptor is closed, which select refuses as a whole: keeps what can be
-// read and takes the others out. Returns how many are left.
+// select refuses a set with a closed descriptor. Keeps the descriptors that can be read and removes
+// the others. Returns how many are left.
 static int keep_readable_descriptors(int count, WaitSet *readable) {
   int kept = 0;
   for (int descriptor = 0; descriptor < count; ++descriptor) {
@@ -155,7 +156,8 @@ static int keep_readable_descriptors(int count, WaitSet *readable) {
   return kept;
 }
 
-// Whether a blocked signal has arrived; takes `arrivals` out of the set.
+// Removes `arrivals` from the set. Returns whether it was readable, so that a blocked signal has
+// arrived.
 static bool take_arrivals(WaitSet *readable) {
   if (waiting.arrivals < 0 || !wait_set_has(readable, waiting.arrivals)) return false;
   wait_set_remove(readable, waiting.arrivals);

@@ -1,15 +1,15 @@
-// When signals reach the process while a line is read: in the wait for a key, and while a callback
-// of the application's runs.
+// When signals reach the process while a line is read: during the wait for a key, and during a
+// callback of the application.
 //
-// The editor is not safe against signals: a handler that resizes its buffers or jumps out of it in
-// the middle of a key tears its heap, and a signal that comes while it writes to the terminal makes
-// the write fail and what was to be shown disappear. So nearly all signals are blocked for the
-// length of a read and let in only where the editor is at rest.
+// The editor is not safe against signals. A handler that resizes its buffers or jumps out of it in
+// the middle of a key corrupts its heap. A signal during a write to the terminal makes the write
+// fail, and its output is lost. So nearly all signals are blocked during a read and let in only
+// while the editor is idle.
 //
-// Order of calls for one line: block_signals, readline (which installs the layer's handlers and
-// restores the ones it found), then, when the caller's own handlers are out of the way again,
-// unblock_signals. A caller that does not block them leaves it to readline; but one whose handlers
-// jump out of the read has to, and to unblock them where the jump lands.
+// Order of calls for one line: block_signals; readline, which installs the layer's handlers and
+// restores the ones it found; then, once the caller's own handlers are removed, unblock_signals. A
+// caller may leave the blocking to readline, unless its handlers jump out of the read. Such a
+// caller must block the signals itself, and unblock them where the jump lands.
 #pragma once
 
 #include <csignal>
@@ -18,34 +18,33 @@
 
 namespace lineedit {
 
-// Blocks the signals on the calling thread. Those of `admitted`, which may be null, get through in
-// the wait and after the unblocking even where they were blocked before. Returns false when the
-// signals are blocked already, and changes nothing then.
+// Blocks the signals on the calling thread. Those in `admitted`, which may be null, get through
+// during the wait and after unblock_signals, even if they were blocked before. Returns false, and
+// changes nothing, if the signals are already blocked.
 bool block_signals(const sigset_t *admitted);
-// Lets them in again. Does nothing when they are not blocked.
+// Does nothing if they are not blocked.
 void unblock_signals();
 
-// select() for reading over the descriptors below `count`, without a deadline, that lets the
-// blocked signals in while it waits. A signal that arrives is acted on here, after the wait, never
-// inside a handler: the terminal is given back, the disposition in force before the read runs, and
-// if that returns the line is taken up again. It may also jump away. Returns as select does; -1
-// with EINTR after a signal. A closed descriptor counts as readable, since reading it fails at
-// once.
+// select() for reading from the descriptors below `count`, without a timeout. It lets the blocked
+// signals in while it waits. A signal is acted on here, after the wait, never inside a handler: the
+// terminal is restored and the disposition from before the read runs. If that returns, editing
+// resumes; it may also jump out of the read. Returns as select does; -1 with EINTR after a signal.
+// A closed descriptor counts as readable, since reading it fails at once.
 int wait_for_input(int count, WaitSet *readable);
 
-// For a read of nothing after the wait: whether the terminal has dropped what was there, as it does
-// at a Ctrl-C, and there is more to wait for. False at the end of the input, which a terminal that
-// edits lines itself tells in the same way.
+// For a read that returned no bytes after the wait. Returns true if the terminal has dropped the
+// input, as it does at Ctrl-C, and the caller should wait again; false at the end of input, which a
+// cooked terminal reports in the same way.
 bool input_was_dropped(int descriptor);
 
-// Runs `call`, a function of the application's that may take long and may write to the terminal,
-// with the signals let in, and then `apply`, which may change and draw the line, with the signals
-// blocked again. What `call` writes comes below the line.
+// Runs `call`, a function of the application that may take long and may write to the terminal, with
+// the signals let in. Then runs `apply`, which may change and redraw the line, with the signals
+// blocked again. Output of `call` appears below the line.
 //
-// In `call` HUP, TERM and QUIT give the terminal back and go to the disposition in force before the
-// read. INT and TSTP wait for the next wait_for_input; except where `own_handlers` says that the
-// caller has put dispositions of his own in place for these two, right before: then those act, with
-// the terminal given back before a default action.
+// During `call`, HUP, TERM and QUIT restore the terminal and go to the disposition from before the
+// read. INT and TSTP wait for the next wait_for_input. If `own_handlers`, the caller has just
+// installed its own dispositions for these two, and they apply at once; the terminal is restored
+// before a default action.
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers);
 
 }  // namespace lineedit

@@ -1,4 +1,4 @@
-// Drawing the line again beside what others write.
+// Redrawing the line around the output of other code.
 #include "editline/screen/display.h"
 
 #include <stdio_ext.h>
@@ -16,12 +16,12 @@
 
 namespace lineedit {
 
-// Between begin_output and end_output, until the line is drawn again.
+// Used between begin_output and end_output, until the line is redrawn.
 static struct {
   // The terminal's cursor is not where the editor left it.
   bool moved;
-  // Rows from the prompt down to the terminal's cursor, as long as nothing is written. The terminal
-  // is watched when there are any.
+  // Rows from the prompt down to the terminal's cursor, as long as nothing is written. If it is not
+  // 0, the terminal is watched.
   int rows;
 } beside;
 
@@ -46,7 +46,7 @@ static void move_up(int rows) {
   for (int i = 0; i < rows; ++i) el_set(editor.el, EL_ECHOTC, "-s", "up", nullptr);
 }
 
-// The editor draws as if the cursor stood at the start of an empty row.
+// EL_REFRESH draws as if the cursor were at the start of an empty row.
 void redraw_line() {
   if (!editor.has_terminal || !editing_is_on()) return;
   if (nothing_was_written()) move_up(beside.rows);
@@ -74,7 +74,7 @@ void end_output() {
   if (!editor_exists() || !editor.has_terminal) return;
   if (editing_is_on()) make_reads_wait(fileno(rl_instream), false);
   if (rl_done != 0 && line_cursor() != line_length()) {
-    // Nothing more will be typed: what follows on the terminal must not write over the line.
+    // The read is over: later output must not overwrite the line.
     move_cursor_to(line_length());
     redraw_line();
   } else if (beside.moved && nothing_was_written()) {
@@ -84,7 +84,7 @@ void end_output() {
   end_output_watch();
 }
 
-// Blanks that are thrown away before the buffer is full.
+// Fills the buffer with blanks, which are discarded before it is full.
 void wipe_output_buffer() {
   fflush(rl_outstream);
   for (size_t i = 1; i < __fbufsize(rl_outstream); ++i) fputc(' ', rl_outstream);

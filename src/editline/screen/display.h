@@ -1,29 +1,28 @@
-// Drawing the line again, and keeping it whole beside what others write to its terminal.
+// Redrawing the line, and keeping it intact when other code writes to the terminal.
 #pragma once
 
 namespace lineedit {
 
-// Clears the row where the terminal's cursor is, and what is below, and draws prompt and line
-// there; in a row of its own where the terminal cannot clear. Does nothing where there is no
-// terminal or the line is not edited.
+// Draws prompt and line in the row of the terminal's cursor and below. rl_forced_update_display has
+// the whole contract.
 void redraw_line();
-// The same where the line is drawn already.
+// Draws prompt and line over the ones on the screen.
 void redraw_in_place();
-// For code that changes the line before it draws it there: moves the terminal's cursor up to the
-// prompt's row.
+// Moves the terminal's cursor up to the prompt's row, for code that changes the line before it
+// redraws it there.
 void move_to_prompt();
 
-// Around code that may write to the terminal beside the line, such as a completer. The first moves
-// the terminal's cursor down to the row in which the line ends, so that nothing of it is written
-// over. Between the two, redraw_line draws the line in its own place when nothing was written, and
-// else below. Where that was not called, the second leaves the display alone, except in two cases:
-// with nothing written it puts the cursor back, and when rl_done says that the read is over the
-// cursor goes behind the line.
+// Bracket code that may write to the terminal, such as a completer. begin_output moves the
+// terminal's cursor down to the row in which the line ends, so that output does not overwrite the
+// line. Between the two, redraw_line draws the line in place if nothing was written, and below the
+// output otherwise. If it was not called, end_output leaves the display alone, with two exceptions:
+// if nothing was written it restores the cursor, and if rl_done ends the read it moves the cursor
+// to the end of the line.
 void begin_output();
 void end_output();
 
-// For another user: overwrites what the buffer of rl_outstream, which must be open, holds of what
-// was drawn. Writes nothing.
+// Wipes what was drawn from the buffer of rl_outstream, before the next user. The stream must be
+// open. Adds nothing to the output.
 void wipe_output_buffer();
 
 }  // namespace lineedit

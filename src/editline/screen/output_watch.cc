@@ -1,5 +1,5 @@
-// The kernel reports each write to a terminal's device as a change of its file. What the driver
-// echoes is no write.
+// inotify reports each write to a terminal as a modification of its device file. The driver's echo
+// is not reported.
 #include "editline/screen/output_watch.h"
 
 #include <sys/inotify.h>
@@ -13,19 +13,19 @@
 namespace lineedit {
 
 static struct {
-  // The inotify instance, kept since closing one takes the kernel long; -1 until the first watch.
+  // The inotify instance, kept open because closing one is slow; -1 until the first watch.
   int instance;
-  // What is watched: the terminal, and the name by which a program can reach the terminal that it
-  // runs on. That name is the same for every terminal, so a program elsewhere may seem to write to
-  // this one. -1 for each that is not watched.
+  // The watches, or -1: on the terminal, and on /dev/tty, the name by which a program reaches its
+  // own terminal. That name is the same for every terminal, so a write to another terminal may look
+  // like a write to this one.
   int terminal;
   int own_terminal;
   // A write has been seen.
   bool written;
 } watch = {-1, -1, -1, false};
 
-// Reads the events that wait. Returns whether a write is among them, or may be, since somebody has
-// closed the instance; what else there is tells of the end of an earlier watch.
+// Reads the pending events. Returns whether one is a write, or may be, because the application has
+// closed the instance. Other events report the end of an earlier watch.
 static bool take_events() {
   alignas(struct inotify_event) char events[4096];
   bool written = false;

@@ -1,16 +1,16 @@
-// Whether anything has been written to a terminal since a moment, by whomever: this process, one
-// that it started, or the system's console.
+// Detects whether anything is written to a terminal: by this process, by one that it started, or by
+// the system's console.
 #pragma once
 
 namespace lineedit {
 
-// Begins to watch the terminal that `fd` is open on, and ends that. A watch that is on ends when
-// another begins.
+// Begin and end a watch on the terminal that `fd` is open on. Beginning a watch ends the previous
+// one.
 void begin_output_watch(int fd);
 void end_output_watch();
 
-// Returns false only when surely nothing was written since the watch began; true, then, without a
-// watch and where the system refuses one (the terminal is another user's, say).
+// Returns false only if certainly nothing was written since the watch began. So it returns true
+// without a watch, and if the system refuses one (for instance on another user's terminal).
 bool output_was_written();
 
 }  // namespace lineedit

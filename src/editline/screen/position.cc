@@ -1,6 +1,5 @@
-// Where on the screen a character of the line is drawn. The widths are those in which libedit
-// 3.1-20221030 draws: what it writes for a character that cannot be shown as it is, and what it
-// does at the right margin.
+// Screen positions, by the rules of libedit 3.1-20221030: what it writes for a character that
+// cannot be shown as it is, and what it does at the right margin.
 #include "editline/screen/position.h"
 
 #include <cwchar>
@@ -15,14 +14,15 @@ static void start_row(ScreenPosition *at) {
   at->column = 0;
 }
 
-// A full row is left at once. A character that does not fit whole goes to the next row.
+// After a full row the cursor is in the next one at once. A character that does not fit in the rest
+// of the row goes to the next one.
 static void draw(ScreenPosition *at, int width, int columns) {
   if (width <= columns && at->column + width > columns) start_row(at);
   at->column += width;
   if (at->column >= columns) start_row(at);
 }
 
-// What stands for the character is written one column at a time.
+// A substitute such as ^A is drawn one column at a time.
 static void draw_stand_in(ScreenPosition *at, int width, int columns) {
   for (; width > 0; --width) draw(at, 1, columns);
 }
@@ -33,7 +33,7 @@ static void draw_tab(ScreenPosition *at, int columns) {
 }
 
 void advance_position(ScreenPosition *at, wchar_t character, int columns) {
-  // Negative for a byte that is no character: neither cntrl nor print.
+  // A byte that is not a character is negative: neither cntrl nor print.
   const auto code = static_cast<wint_t>(static_cast<int>(character));
   if (character == L'\n')
     start_row(at);
@@ -47,7 +47,7 @@ void advance_position(ScreenPosition *at, wchar_t character, int columns) {
     draw(at, wcwidth(character) > 0 ? wcwidth(character) : 0, columns);
 }
 
-// Of a prompt only characters with a width of their own are drawn.
+// In a prompt, only characters with a positive width are drawn.
 static void draw_prompt(ScreenPosition *at, const wchar_t *prompt, int columns) {
   bool invisible = false;
   for (; *prompt != L'\0'; ++prompt) {

@@ -1,22 +1,23 @@
-// Where on the screen a character of the line is drawn: the editor knows, but does not tell.
+// Computes where on the screen a character of the line is drawn. libedit knows, but has no call for
+// it.
 #pragma once
 
 #include <cstddef>
 
 namespace lineedit {
 
-// Both count from 0; the row from the one that the prompt begins in.
+// Both count from 0. Row 0 is the one in which the prompt begins.
 struct ScreenPosition {
   int row;
   int column;
 };
 
-// Where the editor draws what follows `length` characters of `line` behind `prompt`, on a screen
-// `columns` wide. Sequences between two \001 in the prompt take no room.
+// The position after `prompt` and `length` characters of `line`, on a screen `columns` wide.
+// Sequences between two \001 in the prompt take no columns.
 ScreenPosition screen_position(const wchar_t *prompt, const wchar_t *line, size_t length,
                                int columns);
 
-// Where the editor draws what follows `character`, which it draws at `at`.
+// Advances `*at`, the position of `character`, to the position after it.
 void advance_position(ScreenPosition *at, wchar_t character, int columns);
 
 }  // namespace lineedit

@@ -1,4 +1,4 @@
-// The prompt, in the form in which libedit shows it whole.
+// The prompt, in a form that libedit shows completely.
 #include "editline/screen/prompt.h"
 
 #include <climits>
@@ -19,14 +19,15 @@ static struct {
 
 const wchar_t *prompt_text() { return prompt_state.text; }
 
-// The editor knows one marker for both ends of an invisible sequence and would take an end that
-// meets a start for an empty sequence, so the pair between two adjoining sequences goes.
+// The editor has one marker for both ends of an invisible sequence. It would take an end followed
+// by a start for an empty sequence, so that pair is dropped between two adjacent sequences.
 static const char *skip_adjoining_markers(const char *bytes) {
   while (bytes[0] == '\002' && bytes[1] == '\001') bytes += 2;
   return bytes;
 }
 
-// Decodes one character of `bytes`; '?' for a byte that the locale cannot. Returns the bytes used.
+// Decodes one character of `bytes`, or gives '?' for a byte that the locale cannot decode. Returns
+// the number of bytes used.
 static size_t decode_character(wchar_t *out, const char *bytes) {
   mbstate_t shift = {};
   const size_t used = mbrtowc(out, bytes, strlen(bytes), &shift);
@@ -35,10 +36,10 @@ static size_t decode_character(wchar_t *out, const char *bytes) {
   return 1;
 }
 
-// libedit 3.1-20221030 shows an invisible sequence with the character after it, and not at all
-// where there is none: a colour switched off at the very end of the prompt would stay on. So such a
-// sequence changes places with the character before it, which is a blank as a rule; and becomes one
-// with the sequence that it then follows.
+// libedit 3.1-20221030 writes an invisible sequence together with the character after it, and drops
+// a sequence at the very end of the prompt: a colour switched off there would stay on. So such a
+// sequence swaps places with the character before it, usually a blank. If it then follows another
+// sequence, the two are merged.
 static void save_trailing_sequence(wchar_t *text, wchar_t *end) {
   if (end - text < 3 || end[-1] != L'\001') return;
   wchar_t *start = end - 2;
@@ -51,13 +52,13 @@ static void save_trailing_sequence(wchar_t *text, wchar_t *end) {
   wmemmove(start - 2, start, static_cast<size_t>(end + 1 - start));
 }
 
-// libedit does not draw a character without a width, but a sequence before it is lost with it.
+// libedit does not draw a character without a width, and it loses a sequence before one.
 static bool is_drawn(wchar_t character, bool invisible) {
   return invisible || character == L'\001' || wcwidth(character) >= 0;
 }
 
-// libedit 3.1-20221030 decodes a narrow prompt itself and dies of a null pointer where the locale
-// cannot (any byte above 127 in the C locale). So it gets a decoded one.
+// If libedit 3.1-20221030 cannot decode a narrow prompt (any byte above 127 in the C locale), it
+// crashes on a null pointer. So it gets a decoded one.
 void set_prompt(const char *bytes) {
   free(prompt_state.text);
   prompt_state.text = static_cast<wchar_t *>(malloc((strlen(bytes) + 1) * sizeof(wchar_t)));
@@ -74,7 +75,7 @@ void set_prompt(const char *bytes) {
   save_trailing_sequence(prompt_state.text, out);
 }
 
-// libedit 3.1-20221030 draws a prompt of one row only.
+// libedit 3.1-20221030 can draw only a prompt of one row.
 void show_prompt(const char *prompt) {
   const char *last_break = strrchr(prompt, '\n');
   for (; last_break != nullptr && prompt <= last_break; ++prompt)

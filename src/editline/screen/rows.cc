@@ -1,5 +1,5 @@
-// Lines of several rows. libedit 3.1-20221030 draws them with faults that are mended here by
-// telling it of a higher screen, and by drawing anew what it may have drawn wrong.
+// Lines of several rows. libedit 3.1-20221030 has bugs in drawing them. Two workarounds are here:
+// it is told that the screen is higher, and what it may have drawn wrong is redrawn.
 #include "editline/screen/rows.h"
 
 #include <algorithm>
@@ -15,23 +15,23 @@
 namespace lineedit {
 
 static struct {
-  // The editor's screen, and where the prompt ends on it. Not known while the width is 0.
+  // The editor's screen, and where the prompt ends on it. Unknown while `columns` is 0.
   int rows;
   int columns;
-  // How many rows the screen has, where the editor takes it for higher, else 0.
+  // The real number of rows if the editor was told a larger one, else 0.
   int true_rows;
   bool can_be_cleared;
   ScreenPosition prompt_end;
 } screen;
 
-// The line at the latest look.
+// The line at the latest check.
 static struct {
   int length;
-  // Where it ends.
+  // Where the line ends.
   ScreenPosition end;
-  // The cursor was in a row that is scrolled away.
+  // The cursor was in a row that has scrolled off the screen.
   bool out_of_view;
-  // Where it fills several rows, its text; else empty.
+  // The line's text if it fills several rows, else empty.
   LineText drawn;
 } latest;
 
@@ -70,7 +70,7 @@ static ScreenPosition position_behind(const wchar_t *line, int length) {
   return {screen.prompt_end.row + column / screen.columns, column % screen.columns};
 }
 
-// On the next character, which may not fit into the row.
+// The cursor is on the next character, which may not fit in the row.
 int row_of_line(const wchar_t *end) {
   learn_screen();
   const LineInfoW *line = el_wline(editor.el);
@@ -79,7 +79,7 @@ int row_of_line(const wchar_t *end) {
   return at.row;
 }
 
-// What does not fit is scrolled away at the top.
+// Rows that do not fit have scrolled off at the top.
 int row_on_screen(const wchar_t *end) {
   const int row = row_of_line(end);
   const int rows = screen_rows();
@@ -98,9 +98,9 @@ static void set_editors_rows(int rows) {
 }
 
 // libedit forgets the upper rows of a line that is higher than its screen, and loses track of the
-// row in which the cursor is: the next character can then be written through a null pointer. So it
-// is told of a screen that is higher; the terminal scrolls by itself. Returns whether there was not
-// room enough: for the cursor behind a full row, and for what a key adds.
+// cursor's row. It may then write the next character through a null pointer. So it is told that the
+// screen is higher; the terminal scrolls by itself. Two spare rows are needed: one for the cursor
+// after a full row, one for what a key adds. Returns whether the screen was too low.
 static bool make_screen_high_enough() {
   const int needed = latest.end.row + 2;
   if (needed < screen.rows) return false;
@@ -109,8 +109,8 @@ static bool make_screen_high_enough() {
   return true;
 }
 
-// Whether the row of the cursor is scrolled away, now or at the latest look: the terminal then has
-// its own cursor in another one.
+// Whether the cursor's row has scrolled off the screen, now or at the latest check. The terminal's
+// own cursor is then in another row.
 static bool cursor_is_out_of_view(const LineInfoW *line) {
   const bool was = latest.out_of_view;
   latest.out_of_view = screen.true_rows != 0 && line->cursor != line->lastchar &&
@@ -118,21 +118,22 @@ static bool cursor_is_out_of_view(const LineInfoW *line) {
   return was || latest.out_of_view;
 }
 
-// Where a character can fill several rows, libedit counts too few when it moves the cursor, and
-// what is then typed at the end of the line gets beyond its screen.
+// If one character can fill several rows, libedit counts too few of them when it moves the cursor.
+// What is then typed at the end of the line lands outside its screen.
 static bool cursor_went_astray(const LineInfoW *line, int length) {
   constexpr int widest_character = 8;
   return screen.columns < widest_character && line->cursor == line->lastchar &&
          length == latest.length;
 }
 
-// --- Rows that are lost --------------------------------------------------------------------------
+// --- Lost rows -----------------------------------------------------------------------------------
 
-// How a line differs from what was drawn: the first place, and how much longer it is.
+// How the line differs from what was drawn: the index of the first difference, and how many
+// characters longer it is.
 struct Change {
   int first;
   int growth;
-  // Nothing but the insertion, or the deletion, of one character.
+  // One character was inserted, or deleted, and nothing else changed.
   bool insertion;
   bool deletion;
 };
@@ -148,8 +149,8 @@ static Change change_of_line(const wchar_t *line, int length) {
   return {first, growth, same_rest && growth == 1, same_rest && growth == -1};
 }
 
-// Whether a row from that of the change on, but not the last, is full. After an insertion, which
-// moves each row on by one character, the row must also end as it did.
+// Whether any row from the change on, except the last, is full. An insertion shifts each row by one
+// character; after it, only a row that still ends in the same character counts.
 static bool full_row_changed(const wchar_t *line, int length, const Change *change) {
   const int columns = screen.columns;
   const int row = (screen.prompt_end.column + change->first) / columns;
@@ -162,10 +163,10 @@ static bool full_row_changed(const wchar_t *line, int length, const Change *chan
   return false;
 }
 
-// libedit inserts within a row, goes over its right margin to mend the row's end, and
-// then erases the rest of the row below, where it does not know of it. It finds that cheaper where
-// characters come twice: at the ends of a row before and after, or anywhere in what comes in the
-// place of something else. Returns whether that may have happened.
+// libedit may insert characters within a row and then rewrite the row's end past the right margin.
+// This erases the rest of the row below, and libedit does not know. It does so where repeated
+// characters make it cheaper: if a row ends in the same character before and after, or anywhere in
+// text that replaces other text. Returns whether this may have happened.
 static bool row_may_be_lost(const wchar_t *line, int length) {
   if (latest.drawn.length == 0) return false;
   const Change change = change_of_line(line, length);
@@ -173,7 +174,7 @@ static bool row_may_be_lost(const wchar_t *line, int length) {
   return !is_plain(line, length) || full_row_changed(line, length, &change);
 }
 
-// Returns whether the line is to be drawn anew.
+// Updates the copy of what is drawn. Returns whether the line must be redrawn.
 static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
   if (latest.end.row == 0) {
     latest.drawn.length = 0;
@@ -188,7 +189,7 @@ static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
   return lost;
 }
 
-// --- A look before each key ----------------------------------------------------------------------
+// --- The check before each key -------------------------------------------------------------------
 
 bool fit_screen_to_line() {
   if (!editor.terminal_is_raw || !editing_is_on()) return false;

@@ -1,27 +1,28 @@
-// How the line lies on the screen, and what has to be done so that libedit draws one of several
-// rows as it should. It is looked at before each key; most need next to nothing.
+// The rows of the line on the screen, and the workarounds with which libedit draws a line of
+// several rows correctly. They are checked before each key, which costs next to nothing for most
+// keys.
 #pragma once
 
 #include <cwchar>
 
 namespace lineedit {
 
-// The row in which the cursor is when it stands behind `end` in the line, counted from that of the
-// prompt: in all of the line, and in what the screen has room for.
+// The row of the cursor when it is at `end` in the line, counted from the row in which the prompt
+// begins. The second stops at the last row of the screen.
 int row_of_line(const wchar_t *end);
 int row_on_screen(const wchar_t *end);
 
-// How many rows the screen has; the editor may have been told of more.
+// The real number of rows; the editor may have been told a larger one.
 int screen_rows();
 bool screen_can_be_cleared();
 
-// Sees to it that the editor draws the line as it should from now on. Returns whether it is to be
-// drawn anew for that.
+// Makes the editor's screen high enough for the line. Returns whether the line must be redrawn,
+// since libedit may have drawn it wrong.
 bool fit_screen_to_line();
 
-// For a new line, a new screen and a new editor.
+// Forgets the screen's size and what was drawn: for a new line, a new size and a new editor.
 void forget_screen();
-// For another user: nothing of what was drawn is kept.
+// Wipes what was drawn, before the next user.
 void wipe_drawn_line();
 
 }  // namespace lineedit
