@@ -68,7 +68,7 @@ static FILE *open_terminal() {
 }
 
 // An editor on a terminal of its own, with the store plugged in as the module plugs it in.
-static bool set_editor_up() {
+static bool set_up_editor() {
   // Neither the terminal nor the settings of whoever runs this.
   setenv("TERM", "xterm", 1);
   unsetenv("HOME");
@@ -92,7 +92,7 @@ static std::string keys_to_go_back(int lines) {
 }
 
 static void press_up(benchmark::State &state) {
-  static const bool ready = set_editor_up();
+  static const bool ready = set_up_editor();
   if (!ready) {
     state.SkipWithError("no editor on a terminal");
     return;

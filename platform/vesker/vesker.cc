@@ -151,7 +151,7 @@ vesker *vesker_open(const char *filename, vesker_callback *callback, void *userd
 int vesker_inotify_fd(vesker *handle) { return handle->notify_fd; }
 
 // Discards the notices: the file itself shows what has changed, so any number of them is one event.
-static bool take_notices(vesker *handle) {
+static bool discard_notices(vesker *handle) {
   alignas(inotify_event) char notices[16384];
   bool any = false;
   while (read(handle->notify_fd, notices, sizeof notices) > 0) any = true;
@@ -159,7 +159,7 @@ static bool take_notices(vesker *handle) {
 }
 
 int vesker_process_event(vesker *handle) {
-  if (!take_notices(handle)) return errno == EAGAIN ? 0 : -1;
+  if (!discard_notices(handle)) return errno == EAGAIN ? 0 : -1;
   handle->processing = true;
   const int events =
       file_was_replaced(handle) ? follow_replacement(handle) : report_new_lines(handle);

@@ -35,7 +35,7 @@ static struct {
 
 int rl_initialize() {
   wipe_text(&calls.inserted);
-  return set_editor_up() ? 0 : -1;
+  return set_up_editor() ? 0 : -1;
 }
 
 void release_streams(bool open) {
@@ -65,7 +65,7 @@ static char *read_line() {
 
 static void reset_for_line() {
   rl_done = 0;
-  forget_screen();
+  reset_screen();
   reset_keys();
   reset_place_in_history();
   end_text_search();
@@ -188,7 +188,7 @@ static void set_terminal_capability(const char *name, int value) {
 
 void rl_set_screen_size(int rows, int cols) {
   if (!require_editor()) return;
-  forget_screen();
+  reset_screen();
   set_terminal_capability("li", rows);
   set_terminal_capability("co", cols);
 }

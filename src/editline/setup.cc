@@ -27,7 +27,7 @@ namespace lineedit {
 
 static wchar_t *current_prompt(EditLine *) { return const_cast<wchar_t *>(prompt_text()); }
 
-static void wipe_what_was_typed() {
+static void wipe_typed_text() {
   wipe_line();
   wipe_drawn_line();
   wipe_typed_line();
@@ -40,16 +40,16 @@ static void wipe_what_was_typed() {
 // Destroys the editor without changing its terminal, which is cooked after every line except those
 // read in bulk. el_end would restore the settings from the editor's creation and discard the
 // type-ahead; it does neither while editing is off.
-static void end_editor() {
+static void destroy_editor() {
   begin_wiping();
   if (editor.el != nullptr) {
     if (editor.terminal_is_raw) make_terminal_cooked();
-    forget_screen();
+    reset_screen();
     set_editing(false);
     el_end(editor.el);
   }
   if (editor.history != nullptr) history_end(editor.history);
-  wipe_what_was_typed();
+  wipe_typed_text();
   end_wiping();
   wipe_freed_memory();
   editor = {};
@@ -68,14 +68,14 @@ static void configure_editor(bool echoing) {
   el_set(editor.el, EL_GETCFN, key_reader());
   set_prompt("");
   el_wset(editor.el, EL_PROMPT_ESC, current_prompt, L'\001');
-  set_keys_up();
+  set_up_keys();
   read_settings_file();
   publish_line();
 }
 
-bool set_editor_up() {
-  end_editor();
-  give_terminal_back_at_exit();
+bool set_up_editor() {
+  destroy_editor();
+  restore_terminal_at_exit();
   if (rl_instream == nullptr) rl_instream = stdin;
   if (rl_outstream == nullptr) rl_outstream = stdout;
 
@@ -86,15 +86,15 @@ bool set_editor_up() {
   const bool has_terminal = found.known && isatty(fileno(rl_outstream)) != 0;
   editor.has_terminal = has_terminal;
   const bool made = editor_exists();
-  if (made && has_terminal) keep_terminal_flags();
+  if (made && has_terminal) preserve_terminal_flags();
   if (made)
     configure_editor(terminal_echoes(&found));
   else
-    end_editor();
+    destroy_editor();
   if (has_terminal) restore_terminal_settings(&found);
   return made;
 }
 
-bool require_editor() { return editor_exists() || set_editor_up(); }
+bool require_editor() { return editor_exists() || set_up_editor(); }
 
 }  // namespace lineedit

@@ -4,7 +4,7 @@
 namespace lineedit {
 
 // Does the work of rl_initialize. Returns false if it fails.
-bool set_editor_up();
+bool set_up_editor();
 
 // Sets up the editor if there is none. Returns whether there is one.
 bool require_editor();

@@ -27,7 +27,7 @@ history_mode *find_history_mode(const char *key) {
 }
 
 // The index of the first mode with a greater key: where a mode with `key` belongs.
-static uint32_t place_of(const char *key) {
+static uint32_t insertion_index(const char *key) {
   uint32_t low = 0;
   uint32_t high = hist_ctx.mode_count;
   while (low < high) {
@@ -63,9 +63,9 @@ history_mode *new_history_mode(const char *key, const char *parent_key) {
   mode->parent = parent;
 
   make_room();
-  const uint32_t place = place_of(key);
-  history_mode **slot = hist_ctx.modes + place;
-  memmove(slot + 1, slot, (hist_ctx.mode_count - place) * sizeof *slot);
+  const uint32_t index = insertion_index(key);
+  history_mode **slot = hist_ctx.modes + index;
+  memmove(slot + 1, slot, (hist_ctx.mode_count - index) * sizeof *slot);
   *slot = mode;
   ++hist_ctx.mode_count;
   return mode;

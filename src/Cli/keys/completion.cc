@@ -93,7 +93,7 @@ static void call_completer() {
                                             completion.key, rl_line_buffer, rl_point);
 }
 
-static void take_answer() {
+static void finish_completion() {
   apply_answer(completion.answer);
   Py_CLEAR(completion.answer);
   releaseGil();
@@ -103,7 +103,7 @@ static void take_answer() {
 static void run_completion(int key) {
   completion.key = key;
   bind_signals_to_shell();
-  lineedit::run_callback(call_completer, take_answer, true);
+  lineedit::run_callback(call_completer, finish_completion, true);
   // If an exception is parked, the read is about to end, and readline restores the handlers.
   if (py_lhandler_ptype == nullptr) bind_signals_to_module();
 }

@@ -43,7 +43,7 @@ static void bind_sequences(char **list, lineedit::rl_command_func_t *function,
 
 // --- The whole table -----------------------------------------------------------------------------
 
-static void take_history_keys() {
+static void unbind_history_keys() {
   for (history_saved_invoker *row = history_saved_invokers; row->name != nullptr; ++row) {
     lineedit::rl_command_func_t *function = lineedit::rl_named_function(row->name);
     for (int i = 0; i < keymap_count; ++i) {
@@ -53,7 +53,7 @@ static void take_history_keys() {
   }
 }
 
-static void give_history_keys_back() {
+static void rebind_history_keys() {
   for (history_saved_invoker *row = history_saved_invokers; row->name != nullptr; ++row) {
     lineedit::rl_command_func_t *function = lineedit::rl_named_function(row->name);
     for (int i = 0; i < keymap_count; ++i) {
@@ -68,9 +68,9 @@ void history_limit_is(uint32_t limit) {
   const bool switches_recording = (limit == 0) != (hist_ctx.limit == 0);
   if (switches_recording && keymapsSupported != 0) {
     if (limit == 0)
-      take_history_keys();
+      unbind_history_keys();
     else
-      give_history_keys_back();
+      rebind_history_keys();
   }
   hist_ctx.limit = limit;
   hist_shrink();

@@ -15,7 +15,7 @@ bool editing_is_on() {
 
 void set_editing(bool on) { el_set(editor.el, EL_EDITMODE, on ? 1 : 0); }
 
-bool has_vi_keys() {
+bool uses_vi_keys() {
   const char *name = nullptr;
   return el_get(editor.el, EL_EDITOR, &name) == 0 && strcmp(name, "vi") == 0;
 }

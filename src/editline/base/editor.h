@@ -31,6 +31,6 @@ bool editing_is_on();
 void set_editing(bool on);
 
 // Whether the keys are vi's rather than emacs's.
-bool has_vi_keys();
+bool uses_vi_keys();
 
 }  // namespace lineedit

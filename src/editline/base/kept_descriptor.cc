@@ -12,7 +12,7 @@ static constexpr int lowest_number = 10;
 // Where the layer's two descriptors are stored.
 static int *keepers[2];
 
-static void forget_in_child() {
+static void close_in_child() {
   for (int *kept : keepers) {
     if (kept == nullptr) continue;
     if (*kept >= 0) close(*kept);
@@ -21,7 +21,7 @@ static void forget_in_child() {
 }
 
 static void remember(int *kept) {
-  if (keepers[0] == nullptr) pthread_atfork(nullptr, nullptr, forget_in_child);
+  if (keepers[0] == nullptr) pthread_atfork(nullptr, nullptr, close_in_child);
   for (int *&keeper : keepers) {
     if (keeper == nullptr) keeper = kept;
     if (keeper == kept) return;

@@ -21,7 +21,7 @@ static struct {
   bool replaced;
   // The editor's buffer has room for at least this many characters.
   size_t room;
-  // Used by make_room_in_line; kept to reuse their storage.
+  // Used by grow_line_buffer; kept to reuse their storage.
   LineText kept;
   LineText longer;
 } edited;
@@ -56,9 +56,9 @@ void publish_line() {
 
 // --- Changing the line ---------------------------------------------------------------------------
 
-void note_line_was_replaced() { edited.replaced = true; }
+void mark_line_replaced() { edited.replaced = true; }
 
-bool take_line_was_replaced() {
+bool test_and_clear_line_replaced() {
   const bool replaced = edited.replaced;
   edited.replaced = false;
   return replaced;
@@ -67,7 +67,7 @@ bool take_line_was_replaced() {
 void move_cursor_to(int position) { el_cursor(editor.el, position - line_cursor()); }
 
 bool insert_at_cursor(const wchar_t *characters) {
-  note_line_was_replaced();
+  mark_line_replaced();
   begin_wiping();
   const bool inserted = el_winsertstr(editor.el, characters) == 0;
   end_wiping();
@@ -75,12 +75,12 @@ bool insert_at_cursor(const wchar_t *characters) {
 }
 
 void delete_from_line(int start, int end) {
-  note_line_was_replaced();
+  mark_line_replaced();
   move_cursor_to(end);
   el_deletestr(editor.el, end - start);
 }
 
-void take_edited_line(LineText *line, size_t *cursor) {
+void get_edited_line(LineText *line, size_t *cursor) {
   set_text(line, el_wline(editor.el)->buffer, static_cast<size_t>(line_length()));
   *cursor = static_cast<size_t>(line_cursor());
 }
@@ -93,7 +93,7 @@ static void replace_text(const wchar_t *characters) {
 }
 
 static void replace_line(const wchar_t *characters, size_t cursor) {
-  note_line_was_replaced();
+  mark_line_replaced();
   replace_text(characters);
   move_cursor_to(static_cast<int>(cursor));
 }
@@ -104,7 +104,7 @@ static void replace_line(const wchar_t *characters, size_t cursor) {
 static void empty_line() {
   LineInfoW *line = const_cast<LineInfoW *>(el_wline(editor.el));
   line->cursor = line->lastchar = line->buffer;
-  note_line_was_replaced();
+  mark_line_replaced();
 }
 
 void set_edited_line(const LineText *line, size_t cursor) {
@@ -118,7 +118,7 @@ void set_edited_line(const LineText *line, size_t cursor) {
 
 // Whether the last row was added by a libedit command that reads keys itself. Such a command may
 // keep pointers into the buffer.
-static bool ends_in_row_of_command(const LineText *line) {
+static bool ends_in_command_row(const LineText *line) {
   static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
   const wchar_t *row = wcsrchr(line->characters, L'\n');
   if (row == nullptr) return false;
@@ -130,10 +130,10 @@ static bool ends_in_row_of_command(const LineText *line) {
 // When libedit 3.1-20221030 deletes text, it moves as many characters as the line had, starting
 // after the deleted ones. It reads beyond the buffer if that is more than half full, so the buffer
 // never is.
-static void make_room_in_line() {
+static void grow_line_buffer() {
   size_t cursor;
-  take_edited_line(&edited.kept, &cursor);
-  if (ends_in_row_of_command(&edited.kept)) return;
+  get_edited_line(&edited.kept, &cursor);
+  if (ends_in_command_row(&edited.kept)) return;
   edited.longer.length = 0;
   for (int i = 0; i < 4; ++i)
     append_text(&edited.longer, edited.kept.characters, edited.kept.length);
@@ -148,7 +148,7 @@ void keep_line_in_bounds() {
   const LineInfoW *line = el_wline(editor.el);
   if (line->cursor < line->buffer) move_cursor_to(0);
   const bool outgrown = static_cast<size_t>(line->lastchar - line->buffer) * 2 > edited.room;
-  if (outgrown && editor.terminal_is_raw && editing_is_on()) make_room_in_line();
+  if (outgrown && editor.terminal_is_raw && editing_is_on()) grow_line_buffer();
 }
 
 void wipe_line() {

@@ -10,7 +10,7 @@ int line_length();
 int line_cursor();
 
 // Copy the line and the position of its cursor out of the editor, and back into it.
-void take_edited_line(LineText *line, size_t *cursor);
+void get_edited_line(LineText *line, size_t *cursor);
 void set_edited_line(const LineText *line, size_t cursor);
 
 // Moves the cursor, without drawing.
@@ -23,9 +23,9 @@ void delete_from_line(int start, int end);
 // Updates rl_point, rl_end and rl_line_buffer from the editor's line.
 void publish_line();
 
-// A mark that the layer itself has changed the line. The first call returns the mark and clears it.
-bool take_line_was_replaced();
-void note_line_was_replaced();
+// A mark that the layer itself has changed the line.
+bool test_and_clear_line_replaced();
+void mark_line_replaced();
 
 // To be called before each key: keeps libedit's commands from reading and writing outside of the
 // line's buffer.

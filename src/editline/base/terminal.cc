@@ -44,7 +44,7 @@ bool terminal_is_raw(int descriptor) {
   return tcgetattr(descriptor, &settings) == 0 && are_raw(&settings);
 }
 
-bool is_key_of_terminal(int descriptor, unsigned char key) {
+bool is_terminal_editing_key(int descriptor, unsigned char key) {
   struct termios settings;
   if (tcgetattr(descriptor, &settings) != 0) return false;
   for (const int which : {VERASE, VKILL, VWERASE, VREPRINT, VLNEXT, VEOF})
@@ -73,7 +73,7 @@ static const char *const normal_mode_flags[] = {
 // be told in two ways, one of them for terminals with special characters of their own.
 static void read_without_waiting() { el_set(editor.el, EL_SETTY, "-d", "min=^@", "-min", nullptr); }
 
-void keep_terminal_flags() {
+void preserve_terminal_flags() {
   read_without_waiting();
   for (const char *flag : normal_mode_flags) el_set(editor.el, EL_SETTY, "-x", flag, nullptr);
 }
@@ -125,13 +125,13 @@ void end_line_on_terminal() {
 
 // --- The exit ------------------------------------------------------------------------------------
 
-static void give_terminal_back() {
+static void restore_terminal() {
   if (editor.terminal_is_raw && getpid() == terminal_state.owner)
     restore_terminal_settings(&terminal_state.line_start);
 }
 
-void give_terminal_back_at_exit() {
-  if (terminal_state.owner == 0) atexit(give_terminal_back);
+void restore_terminal_at_exit() {
+  if (terminal_state.owner == 0) atexit(restore_terminal);
   terminal_state.owner = getpid();
 }
 

@@ -26,12 +26,12 @@ bool terminal_echoes(const TerminalSettings *found);
 bool terminal_is_raw(int descriptor);
 // Whether the terminal's settings give this key an editing function, as "stty erase" does. libedit
 // binds such a key accordingly.
-bool is_key_of_terminal(int descriptor, unsigned char key);
+bool is_terminal_editing_key(int descriptor, unsigned char key);
 
 // Tells the editor to leave every flag of its normal mode as it finds it on the terminal. Only for
 // an editor that has a terminal: any other would at once write settings of all zeros, line speed
 // included, to a terminal on its input.
-void keep_terminal_flags();
+void preserve_terminal_flags();
 
 // Switch the terminal between editing (raw, no echo) and the shell's settings. Neither does
 // anything without a terminal, or while editing is off unless the bulk-input guard is armed. The
@@ -46,7 +46,7 @@ void end_line_on_terminal();
 
 // Makes the process restore the terminal when it exits, in case it exits while another thread reads
 // a line, or between two lines read in bulk. A forked child does not touch the terminal.
-void give_terminal_back_at_exit();
+void restore_terminal_at_exit();
 
 // In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
 // other code that reads from the terminal meanwhile, or switches back. Does nothing if the terminal

@@ -21,7 +21,7 @@ void end_wiping() {
 }
 
 // glibc caches up to seven blocks of each size, and does not apply M_PERTURB to them.
-static void wipe_blocks_at_hand() {
+static void wipe_cached_blocks() {
   void *blocks[7];
   for (size_t size = 24; size <= 1032; size += 16) {
     for (void *&block : blocks) {
@@ -38,7 +38,7 @@ __attribute__((noinline)) static void wipe_stack() {
 }
 
 void wipe_freed_memory() {
-  wipe_blocks_at_hand();
+  wipe_cached_blocks();
   wipe_stack();
 }
 

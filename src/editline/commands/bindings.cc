@@ -149,7 +149,7 @@ static void bind_emacs_keys() {
   bind_emacs_digits();
   for (const Binding &binding : bindings)
     el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
-  if (!is_key_of_terminal(fileno(rl_instream), 'T' & 0x1f))
+  if (!is_terminal_editing_key(fileno(rl_instream), 'T' & 0x1f))
     el_set(editor.el, EL_BIND, "^T", "rl_transpose_chars", nullptr);
   for (const char *key : removed_emacs_keys) el_set(editor.el, EL_BIND, "-r", key, nullptr);
 }
@@ -182,13 +182,13 @@ static void bind_default_keys() {
   reset_search_keys();
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
-  if (has_vi_keys())
+  if (uses_vi_keys())
     bind_vi_keys();
   else
     bind_emacs_keys();
 }
 
-void set_keys_up() {
+void set_up_keys() {
   el_set(editor.el, EL_EDITOR, "emacs");
   add_commands();
   bind_default_keys();
@@ -198,9 +198,9 @@ void set_keys_up() {
 
 // libedit's history commands, and the layer's commands that are bound in their place.
 static const struct {
-  const char *editors;
-  const char *layers;
-} better_commands[] = {
+  const char *original;
+  const char *replacement;
+} replacements[] = {
     {"ed-prev-history", "rl_prev_history"},
     {"ed-next-history", "rl_next_history"},
     {"ed-search-prev-history", "rl_search_prev_history"},
@@ -209,15 +209,15 @@ static const struct {
     {"em-inc-search-next", "rl_inc_search_next"},
 };
 
-static const char *better_command(const char *name) {
-  for (const auto &better : better_commands)
-    if (strcmp(name, better.editors) == 0) return better.layers;
+static const char *replacement_for(const char *name) {
+  for (const auto &row : replacements)
+    if (strcmp(name, row.original) == 0) return row.replacement;
   return name;
 }
 
 // For a line such as "bind ? rl_complete".
 static void note_binding(const char **words) {
-  words[2] = better_command(words[2]);
+  words[2] = replacement_for(words[2]);
   if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 

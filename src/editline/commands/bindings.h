@@ -4,7 +4,7 @@
 namespace lineedit {
 
 // Gives a new editor emacs's keys, the layer's own commands and the default bindings.
-void set_keys_up();
+void set_up_keys();
 
 // Runs one line of a settings file. If the line resets all keys to libedit's bindings, the default
 // bindings are added again. Returns 0; -1 for a command that the editor does not know; 1 for a line

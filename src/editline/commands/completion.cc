@@ -35,7 +35,7 @@ static void free_list(char **list) {
 }
 
 // Calls the hook. Returns whether the editor's own completion should follow.
-static bool ask_completion_hook() {
+static bool call_completion_hook() {
   int start, end;
   char *word = word_before_cursor(&start, &end);
   char **list = rl_attempted_completion_function(word, start, end);
@@ -54,7 +54,7 @@ int complete_line_at_cursor(int invoking_key) {
   }
   publish_line();
   rl_completion_invoking_key = invoking_key;
-  if (rl_attempted_completion_function != nullptr && !ask_completion_hook()) return CC_NORM;
+  if (rl_attempted_completion_function != nullptr && !call_completion_hook()) return CC_NORM;
   return _el_fn_complete(editor.el, invoking_key);
 }
 

@@ -19,7 +19,7 @@ static struct {
 // show it.
 unsigned char transpose_characters(EditLine *, wint_t) {
   size_t cursor;
-  take_edited_line(&editing.line, &cursor);
+  get_edited_line(&editing.line, &cursor);
   if (cursor < editing.line.length) ++cursor;
   if (cursor < 2) return CC_ERROR;
   wchar_t *characters = editing.line.characters;

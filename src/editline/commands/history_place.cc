@@ -25,9 +25,9 @@ void wipe_typed_line() {
 
 int lines_back() { return place.back; }
 
-void keep_typed_line() {
+void save_typed_line() {
   size_t cursor;
-  if (place.back == 0) take_edited_line(&place.typed, &cursor);
+  if (place.back == 0) get_edited_line(&place.typed, &cursor);
 }
 
 static bool step_back() {
@@ -37,7 +37,7 @@ static bool step_back() {
   return true;
 }
 
-static bool step_forth() {
+static bool step_forward() {
   HistEvent event;
   if (place.back == 0) return false;
   if (place.back > 1 && !ask(H_PREV, &event)) return false;
@@ -45,9 +45,9 @@ static bool step_forth() {
   return true;
 }
 
-bool step_in_history(bool older) { return older ? step_back() : step_forth(); }
+bool step_in_history(bool older) { return older ? step_back() : step_forward(); }
 
-void return_in_history(int back) {
+void return_to_place(int back) {
   while (place.back != back && step_in_history(place.back < back)) continue;
 }
 

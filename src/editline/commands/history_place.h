@@ -14,11 +14,11 @@ void wipe_typed_line();
 int lines_back();
 // Saves the line being typed; to be called before the first step away from it. Does nothing at any
 // other place.
-void keep_typed_line();
+void save_typed_line();
 // Steps to the next older or newer place. Returns false if there is none.
 bool step_in_history(bool older);
 // Steps to a place that was visited before, `back` lines back.
-void return_in_history(int back);
+void return_to_place(int back);
 // The bytes of the line at the place, borrowed; null for the line being typed, which has none. Here
 // and below, a line that has been removed from history counts as empty.
 const char *stored_line_at_place();

@@ -107,7 +107,7 @@ static bool find_in_line(long from, size_t *found) {
 
 // If the line at the place contains the pattern, makes it the line found. A line equal to the one
 // shown does not count.
-static bool take_line_at_place() {
+static bool accept_line_at_place() {
   const char *stored = stored_line_at_place();
   if (lines_back() != search.origin_back && stored != nullptr &&
       strstr(stored, search.pattern_bytes) == nullptr)
@@ -127,11 +127,11 @@ static bool find(long from) {
   const int start = lines_back();
   bool found = find_in_line(from, &current()->cursor);
   while (!found && step_in_history(current()->older)) {
-    if (!take_line_at_place()) continue;
+    if (!accept_line_at_place()) continue;
     found = true;
     if (!find_in_line(far_end(), &current()->cursor)) current()->cursor = 0;
   }
-  if (!found) return_in_history(start);
+  if (!found) return_to_place(start);
   current()->back = lines_back();
   return found;
 }
@@ -164,15 +164,15 @@ static void leave_search() {
 
 // Before a signal is acted on: ends the search, with the line found on the screen and without the
 // pattern.
-static void take_search_off_screen() {
+static void leave_search_for_signal() {
   leave_search();
   draw_in_place(&search.line);
 }
 
 static void begin_search(bool older) {
-  take_edited_line(&search.origin, &search.origin_cursor);
+  get_edited_line(&search.origin, &search.origin_cursor);
   set_text(&search.line, search.origin.characters, search.origin.length);
-  keep_typed_line();
+  save_typed_line();
   end_text_search();
   search.origin_back = lines_back();
   search.states[0] = {search.origin_back, search.origin_cursor, 0, older, false};
@@ -180,7 +180,7 @@ static void begin_search(bool older) {
   search.pattern[0] = L'\0';
   search.pattern_bytes[0] = '\0';
   search.on = true;
-  editor.leave_command = take_search_off_screen;
+  editor.leave_command = leave_search_for_signal;
 }
 
 // Makes the line found the editor's line.
@@ -191,7 +191,7 @@ static unsigned char end_search() {
 }
 
 static unsigned char abort_search() {
-  return_in_history(search.origin_back);
+  return_to_place(search.origin_back);
   set_text(&search.line, search.origin.characters, search.origin.length);
   current()->cursor = search.origin_cursor;
   end_search();
@@ -221,7 +221,7 @@ static bool note_result(bool found) {
   return found;
 }
 
-static bool search_for_more(wchar_t character) {
+static bool extend_search(wchar_t character) {
   if (!add_state()) return false;
   if (!extend_pattern(character)) {
     --search.count;
@@ -236,7 +236,7 @@ static bool is_in_word(wchar_t character) {
          wcschr(L"*?_-.[]~=", character) != nullptr;
 }
 
-static bool search_for_next_word() {
+static bool extend_search_by_word() {
   if (current()->failed || !add_state()) return false;
   const wchar_t *at = search.line.characters + current()->cursor + current()->length;
   const wchar_t *const end = search.line.characters + search.line.length;
@@ -246,7 +246,7 @@ static bool search_for_next_word() {
   return note_result(true);
 }
 
-static bool take_latest_pattern() {
+static bool reuse_latest_pattern() {
   for (const wchar_t *character = search.latest; *character != L'\0'; ++character)
     extend_pattern(*character);
   return current()->length > 0;
@@ -256,36 +256,36 @@ static bool take_latest_pattern() {
 static bool find_from_far_end() {
   const int start = lines_back();
   if (current()->older)
-    return_in_history(0);
+    return_to_place(0);
   else
     while (step_in_history(true)) continue;
   read_line_searched(&search.line);
   if (find(far_end())) return true;
-  return_in_history(start);
+  return_to_place(start);
   read_line_searched(&search.line);
   current()->back = start;
   return false;
 }
 
-static bool search_on(bool older) {
+static bool search_again(bool older) {
   if (!add_state()) return false;
   const bool turned = current()->older != older;
   current()->older = older;
   long from = static_cast<long>(current()->cursor);
   if (current()->length == 0) {
-    if (!take_latest_pattern()) return note_result(true);
+    if (!reuse_latest_pattern()) return note_result(true);
   } else if (!turned) {
     from += older ? -1 : 1;
   }
   return note_result(current()->failed && !turned ? find_from_far_end() : find(from));
 }
 
-static bool search_for_less() {
+static bool undo_search_step() {
   if (search.count == 1) return false;
   --search.count;
   search.pattern[current()->length] = L'\0';
   encode_line(search.pattern_bytes, search.pattern, current()->length);
-  return_in_history(current()->back);
+  return_to_place(current()->back);
   read_line_searched(&search.line);
   return true;
 }
@@ -323,19 +323,19 @@ static bool is_part_of_pattern(wchar_t key) {
 }
 
 // Continues the search with a key. Returns false if there is nothing more to find, or no room.
-static bool search_with(wchar_t key) {
+static bool handle_search_key(wchar_t key) {
   switch (key) {
     case L'\022':  // ^R
-      return search_on(true);
+      return search_again(true);
     case L'\023':  // ^S
-      return search_on(false);
+      return search_again(false);
     case L'\027':  // ^W
-      return search_for_next_word();
+      return extend_search_by_word();
     case L'\b':
     case L'\177':
-      return search_for_less();
+      return undo_search_step();
     default:
-      return search_for_more(key);
+      return extend_search(key);
   }
 }
 
@@ -358,7 +358,7 @@ static unsigned char search_while_typing(EditLine *el, bool older) {
       return CC_REFRESH;
     }
     if (!is_search_key(keys[0])) break;
-    if (!search_with(keys[0])) el_beep(el);
+    if (!handle_search_key(keys[0])) el_beep(el);
   }
   if (keys[0] == L'\a') return abort_search();
   return keys[0] == L'\033' ? end_search_at_escape(el) : end_search_with(el, keys);

@@ -48,7 +48,7 @@ static void show_line_at_place() {
 static unsigned char step(bool older) {
   const int asked = take_repeat_count();
   int steps = 0;
-  keep_typed_line();
+  save_typed_line();
   while (steps < asked && step_in_history(older)) ++steps;
   end_text_search();
   if (steps == 0) return CC_ERROR;
@@ -62,13 +62,13 @@ unsigned char go_to_newer_line(EditLine *, wint_t) { return step(false); }
 // --- Lines with the text before the cursor -------------------------------------------------------
 
 // Whether the editor still shows the line that the latest search found, with the cursor at its end.
-static bool search_goes_on(size_t cursor) {
+static bool continues_search(size_t cursor) {
   if (!walk.matched || cursor != walk.shown.length) return false;
   read_line_at_place(&walk.line);
   return same_text(&walk.shown, &walk.line);
 }
 
-static void take_pattern(size_t cursor) {
+static void set_pattern(size_t cursor) {
   set_text(&walk.pattern, walk.shown.characters, cursor);
   wipe_bytes(&walk.pattern_bytes);
   walk.pattern_bytes = encode_text(&walk.pattern);
@@ -85,9 +85,9 @@ static bool place_matches() {
 
 static unsigned char search(bool older) {
   size_t cursor;
-  take_edited_line(&walk.shown, &cursor);
-  if (!search_goes_on(cursor)) take_pattern(cursor);
-  keep_typed_line();
+  get_edited_line(&walk.shown, &cursor);
+  if (!continues_search(cursor)) set_pattern(cursor);
+  save_typed_line();
   const int start = lines_back();
   while (step_in_history(older)) {
     if (!place_matches()) continue;
@@ -95,7 +95,7 @@ static unsigned char search(bool older) {
     set_edited_line(&walk.line, walk.line.length);
     return CC_REFRESH;
   }
-  return_in_history(start);
+  return_to_place(start);
   return CC_ERROR;
 }
 

@@ -16,14 +16,14 @@
 
 namespace lineedit {
 
-static constexpr int greatest_count = 9999;
-static constexpr size_t most_digits = 4;
+static constexpr int max_count = 9999;
+static constexpr size_t max_digits = 4;
 
 // The count being read.
 static struct {
   int value;
   // The digits that libedit gets, without those that would make the count too large.
-  wchar_t digits[most_digits + 1];
+  wchar_t digits[max_digits + 1];
   size_t length;
   // The key of the first digit, while it is bound to libedit's command.
   char bound_key[4];
@@ -33,7 +33,7 @@ static bool is_digit(wchar_t key) { return key >= L'0' && key <= L'9'; }
 
 static void add_digit(wchar_t digit) {
   const int longer = count.value * 10 + static_cast<int>(digit - L'0');
-  if (longer > greatest_count || count.length == most_digits) return;
+  if (longer > max_count || count.length == max_digits) return;
   count.value = longer;
   count.digits[count.length++] = digit;
 }
@@ -54,7 +54,7 @@ static bool read_more(EditLine *el, Key *key) {
 
 // Reads a digit of the count: plain, after an Escape, or with the eighth bit set. Returns false if
 // there is none; `key` then holds the beginning of the counted key.
-static bool take_digit(EditLine *el, Key *key) {
+static bool read_digit(EditLine *el, Key *key) {
   key->length = 0;
   if (!read_more(el, key)) return false;
   wchar_t digit = key->characters[0] < 0 ? key->characters[0] + 0x80 : key->characters[0];
@@ -80,19 +80,19 @@ static void bind_first_digit(const char *command) {
   el_set(editor.el, EL_BIND, count.bound_key, command, nullptr);
 }
 
-static void take_first_digit_back() { bind_first_digit("rl_digit_argument"); }
+static void restore_first_digit() { bind_first_digit("rl_digit_argument"); }
 
-static void tell_emacs_keys() {
-  wchar_t keys[most_digits + 2] = L"\033";
+static void push_count_with_emacs_keys() {
+  wchar_t keys[max_digits + 2] = L"\033";
   wmemcpy(keys + 1, count.digits, count.length);
   snprintf(count.bound_key, sizeof count.bound_key, "\\e%c", static_cast<char>(count.digits[0]));
   bind_first_digit("ed-argument-digit");
-  before_next_key(take_first_digit_back);
+  before_next_key(restore_first_digit);
   el_wpush(editor.el, keys);
 }
 
-static void tell_vi_keys() {
-  wchar_t keys[2 * most_digits + 1] = {};
+static void push_count_with_vi_keys() {
+  wchar_t keys[2 * max_digits + 1] = {};
   for (size_t i = 0; i < count.length; ++i) {
     keys[2 * i] = L'\033';
     keys[2 * i + 1] = count.digits[i];
@@ -104,15 +104,15 @@ unsigned char read_repeat_count(EditLine *el, wint_t first) {
   Key key = {};
   count = {};
   add_digit(static_cast<wchar_t>(first & 0x7f));
-  while (take_digit(el, &key)) continue;
+  while (read_digit(el, &key)) continue;
   if (key.length == 0) return CC_EOF;
   read_rest(el, &key);
   key.characters[key.length] = L'\0';
   set_repeat_count(count.value);
-  if (has_vi_keys())
-    tell_vi_keys();
+  if (uses_vi_keys())
+    push_count_with_vi_keys();
   else
-    tell_emacs_keys();
+    push_count_with_emacs_keys();
   // libedit reads pushed keys in the order of the calls.
   el_wpush(el, key.characters);
   return CC_ARGHACK;

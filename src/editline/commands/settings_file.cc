@@ -28,7 +28,7 @@ static constexpr size_t longest_line = 1000;
 
 // Blank lines and comments are skipped, and lines that are too long or that the locale cannot
 // decode.
-static bool says_nothing(const char *line) {
+static bool is_skipped(const char *line) {
   if (strlen(line) > longest_line || mbstowcs(nullptr, line, 0) == static_cast<size_t>(-1))
     return true;
   line += strspn(line, " \t\f\v");
@@ -43,7 +43,7 @@ void read_settings_file() {
   bool known = true;
   while (known && getline(&line, &size, file) >= 0) {
     line[strcspn(line, "\r\n")] = '\0';
-    known = says_nothing(line) || run_editor_command(line) != -1;
+    known = is_skipped(line) || run_editor_command(line) != -1;
   }
   free(line);
   fclose(file);

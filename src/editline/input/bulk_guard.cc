@@ -54,7 +54,7 @@ static void check_at_key(EditLine *el) {
 }
 
 // The key at which the line was checked did not end it.
-static void take_check_back() {
+static void undo_check() {
   if (guard.went_off_at_key) set_editing(true);
   guard.checked = guard.went_off_at_key = false;
 }
@@ -87,7 +87,7 @@ static void echo(EditLine *el, wchar_t character) {
 
 // The character reader of an armed editor.
 static int read_guarded(EditLine *el, wchar_t *character) {
-  if (guard.checked) take_check_back();
+  if (guard.checked) undo_check();
   const int got = guard.reader(el, character);
   if (got != 1 || guard.mode == LineMode::failed) return got;
   if (guard.mode == LineMode::plain)

@@ -17,10 +17,10 @@ static struct {
   // The terminal could not be made raw: the line is read without editing.
   bool terminal_failed;
   // Whether editing was on before that.
-  bool edits_otherwise;
+  bool was_editing;
 } reading;
 
-static bool nothing_waits() {
+static bool input_queue_is_empty() {
   int bytes = 0;
   ioctl(fileno(rl_instream), FIONREAD, &bytes);
   return bytes == 0;
@@ -29,17 +29,17 @@ static bool nothing_waits() {
 // libedit edits only on a raw terminal, and takes any other to be at the end of input.
 static void begin_failed_line() {
   reading.terminal_failed = true;
-  reading.edits_otherwise = editing_is_on();
+  reading.was_editing = editing_is_on();
   set_editing(false);
 }
 
 // Also ends a failed line that a signal handler has jumped out of.
 static void end_failed_line() {
-  if (reading.terminal_failed) set_editing(reading.edits_otherwise);
+  if (reading.terminal_failed) set_editing(reading.was_editing);
   reading.terminal_failed = false;
 }
 
-static void tell_of_failure(EditLine *el) {
+static void report_failure(EditLine *el) {
   FILE *errors = nullptr;
   el_get(el, EL_GETFP, 2, &errors);
   fputs("Could not set rawmode.\n", errors);
@@ -54,8 +54,8 @@ static bool switch_to_raw_mode(EditLine *el) {
   const bool cooked = editor.has_terminal && !editor.terminal_is_raw;
   if (make_terminal_raw()) return true;
   // Asked only after the failure: on a cooked terminal the kernel counts byte by byte.
-  if (cooked && nothing_waits()) return false;
-  tell_of_failure(el);
+  if (cooked && input_queue_is_empty()) return false;
+  report_failure(el);
   begin_failed_line();
   return true;
 }
@@ -82,8 +82,8 @@ static const wchar_t *read_in_mode(EditLine *el, int *count) {
 }
 
 const wchar_t *engine::el_wgets(EditLine *el, int *count) {
-  int nobody_asks = 0;
-  if (count == nullptr) count = &nobody_asks;
+  int unused_count = 0;
+  if (count == nullptr) count = &unused_count;
   *count = 0;
   if (!switch_to_raw_mode(el)) {
     errno = 0;

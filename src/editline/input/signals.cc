@@ -69,7 +69,7 @@ static void note(int which, sig_atomic_t mark) {
 
 // Installs a disposition for the signal being handled and sends the signal to this thread again,
 // which receives it as soon as the handler returns.
-static void hand_to(const struct sigaction *disposition, int signo) {
+static void redeliver(const struct sigaction *disposition, int signo) {
   sigaction(signo, disposition, nullptr);
   pthread_kill(pthread_self(), signo);
 }
@@ -80,9 +80,9 @@ static void hand_to(const struct sigaction *disposition, int signo) {
 // reading calls do not allow. Their own handler must detect that, so it runs here.
 static void arrived_on_other_thread(int which) {
   const int signo = watched[which];
-  const bool misdirected = is_main_thread() && (signo == SIGINT || signo == SIGTSTP);
-  if (misdirected && signals.covered[which] == 0)
-    hand_to(&signals.found[which], signo);
+  const bool wrong_thread = is_main_thread() && (signo == SIGINT || signo == SIGTSTP);
+  if (wrong_thread && signals.covered[which] == 0)
+    redeliver(&signals.found[which], signo);
   else
     pthread_kill(signals.reader, signo);
 }
@@ -97,7 +97,7 @@ static void arrived_in_callback(int which) {
   note(which, passed_on_already);
   make_terminal_cooked();
   const struct sigaction default_action = {};
-  hand_to(covered ? &default_action : &signals.found[which], watched[which]);
+  redeliver(covered ? &default_action : &signals.found[which], watched[which]);
 }
 
 static void signal_arrived(int signo) {

@@ -73,7 +73,7 @@ void unblock_signals() {
 
 // Lets one signal through to the disposition that the read found. That may end or stop the process,
 // or jump out of the read. So everything is restored first, and set up again only if it returns.
-static void let_found_disposition_act(int signo) {
+static void run_found_disposition(int signo) {
   restore_signal_handlers();
   pthread_kill(pthread_self(), signo);
   sigset_t open = waiting.inside;
@@ -94,7 +94,7 @@ static void restore_raw_terminal() {
 
 static void act_on_display_change(int signo) {
   if (signo == SIGWINCH) {
-    forget_screen();
+    reset_screen();
     begin_wiping();
     el_resize(editor.el);
     end_wiping();
@@ -102,14 +102,14 @@ static void act_on_display_change(int signo) {
   } else {
     restore_raw_terminal();
   }
-  if (found_disposition_is_a_handler(signo)) let_found_disposition_act(signo);
+  if (found_disposition_is_a_handler(signo)) run_found_disposition(signo);
   redraw_line();
 }
 
 static void act_on_interruption(int signo) {
   if (editor.leave_command != nullptr) editor.leave_command();
   make_terminal_cooked();
-  let_found_disposition_act(signo);
+  run_found_disposition(signo);
   make_terminal_raw();
 }
 
@@ -158,7 +158,7 @@ static int keep_readable_descriptors(int count, WaitSet *readable) {
 
 // Removes `arrivals` from the set. Returns whether it was readable, so that a blocked signal has
 // arrived.
-static bool take_arrivals(WaitSet *readable) {
+static bool remove_arrivals(WaitSet *readable) {
   if (waiting.arrivals < 0 || !wait_set_has(readable, waiting.arrivals)) return false;
   wait_set_remove(readable, waiting.arrivals);
   return true;
@@ -178,7 +178,7 @@ static int select_with_signals(int count, WaitSet *readable) {
   wait_set_add(readable, arrivals);
   if (count <= arrivals) count = arrivals + 1;
   int ready = pselect(count, wait_set_fds(readable), nullptr, nullptr, nullptr, mask);
-  const bool arrived_meanwhile = take_arrivals(readable) && ready > 0;
+  const bool arrived_meanwhile = remove_arrivals(readable) && ready > 0;
   if (arrived_meanwhile) let_blocked_signals_in();
   if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
     watch_arrivals();

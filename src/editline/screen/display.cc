@@ -23,23 +23,23 @@ static struct {
   // Rows from the prompt down to the terminal's cursor, as long as nothing is written. If it is not
   // 0, the terminal is watched.
   int rows;
-} beside;
+} output;
 
 void begin_output() {
   if (!editor_exists() || !editor.has_terminal || !editing_is_on()) return;
   make_reads_wait(fileno(rl_instream), true);
   const LineInfoW *line = el_wline(editor.el);
-  beside.rows = row_on_screen(line->lastchar);
+  output.rows = row_on_screen(line->lastchar);
   const int rows_below = row_of_line(line->lastchar) - row_of_line(line->cursor);
   for (int i = 0; i < rows_below; ++i) fputc('\n', rl_outstream);
-  beside.moved = rows_below > 0;
+  output.moved = rows_below > 0;
   fflush(rl_outstream);
-  if (beside.rows > 0) begin_output_watch(fileno(rl_outstream));
+  if (output.rows > 0) begin_output_watch(fileno(rl_outstream));
 }
 
 static bool nothing_was_written() {
   fflush(rl_outstream);
-  return beside.rows > 0 && !output_was_written();
+  return output.rows > 0 && !output_was_written();
 }
 
 static void move_up(int rows) {
@@ -49,8 +49,8 @@ static void move_up(int rows) {
 // EL_REFRESH draws as if the cursor were at the start of an empty row.
 void redraw_line() {
   if (!editor.has_terminal || !editing_is_on()) return;
-  if (nothing_was_written()) move_up(beside.rows);
-  beside = {};
+  if (nothing_was_written()) move_up(output.rows);
+  output = {};
   if (screen_can_be_cleared()) {
     fputc('\r', rl_outstream);
     el_set(editor.el, EL_ECHOTC, "-s", "cd", nullptr);
@@ -61,7 +61,7 @@ void redraw_line() {
 }
 
 void move_to_prompt() {
-  beside = {};
+  output = {};
   move_up(row_on_screen(el_wline(editor.el)->cursor));
 }
 
@@ -77,10 +77,10 @@ void end_output() {
     // The read is over: later output must not overwrite the line.
     move_cursor_to(line_length());
     redraw_line();
-  } else if (beside.moved && nothing_was_written()) {
+  } else if (output.moved && nothing_was_written()) {
     redraw_line();
   }
-  beside = {};
+  output = {};
   end_output_watch();
 }
 

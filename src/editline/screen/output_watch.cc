@@ -26,7 +26,7 @@ static struct {
 
 // Reads the pending events. Returns whether one is a write, or may be, because the application has
 // closed the instance. Other events report the end of an earlier watch.
-static bool take_events() {
+static bool read_events() {
   alignas(struct inotify_event) char events[4096];
   bool written = false;
   ssize_t size;
@@ -60,13 +60,13 @@ void begin_output_watch(int fd) {
     watch.terminal = watch_name(name);
   }
   watch.own_terminal = watch_name("/dev/tty");
-  if (watch.terminal >= 0) take_events();
+  if (watch.terminal >= 0) read_events();
   watch.written = false;
 }
 
 bool output_was_written() {
   if (watch.terminal < 0) return true;
-  watch.written = take_events() || watch.written;
+  watch.written = read_events() || watch.written;
   return watch.written;
 }
 

@@ -23,7 +23,7 @@ static void draw(ScreenPosition *at, int width, int columns) {
 }
 
 // A substitute such as ^A is drawn one column at a time.
-static void draw_stand_in(ScreenPosition *at, int width, int columns) {
+static void draw_substitute(ScreenPosition *at, int width, int columns) {
   for (; width > 0; --width) draw(at, 1, columns);
 }
 
@@ -40,9 +40,9 @@ void advance_position(ScreenPosition *at, wchar_t character, int columns) {
   else if (character == L'\t')
     draw_tab(at, columns);
   else if (iswcntrl(code) != 0)
-    draw_stand_in(at, 2, columns);  // ^A
+    draw_substitute(at, 2, columns);  // ^A
   else if (iswprint(code) == 0)
-    draw_stand_in(at, static_cast<int>(character) > 0xffff ? 8 : 7, columns);  // \U+00e4
+    draw_substitute(at, static_cast<int>(character) > 0xffff ? 8 : 7, columns);  // \U+00e4
   else
     draw(at, wcwidth(character) > 0 ? wcwidth(character) : 0, columns);
 }

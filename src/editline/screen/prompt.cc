@@ -21,7 +21,7 @@ const wchar_t *prompt_text() { return prompt_state.text; }
 
 // The editor has one marker for both ends of an invisible sequence. It would take an end followed
 // by a start for an empty sequence, so that pair is dropped between two adjacent sequences.
-static const char *skip_adjoining_markers(const char *bytes) {
+static const char *skip_adjacent_markers(const char *bytes) {
   while (bytes[0] == '\002' && bytes[1] == '\001') bytes += 2;
   return bytes;
 }
@@ -64,8 +64,7 @@ void set_prompt(const char *bytes) {
   prompt_state.text = static_cast<wchar_t *>(malloc((strlen(bytes) + 1) * sizeof(wchar_t)));
   wchar_t *out = prompt_state.text;
   bool invisible = false;
-  for (bytes = skip_adjoining_markers(bytes); *bytes != '\0';
-       bytes = skip_adjoining_markers(bytes)) {
+  for (bytes = skip_adjacent_markers(bytes); *bytes != '\0'; bytes = skip_adjacent_markers(bytes)) {
     bytes += decode_character(out, bytes);
     if (*out == L'\002') *out = L'\001';
     if (*out == L'\001') invisible = !invisible;

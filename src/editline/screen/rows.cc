@@ -37,7 +37,7 @@ static struct {
 
 // --- Positions -----------------------------------------------------------------------------------
 
-static void learn_screen() {
+static void query_screen() {
   if (screen.columns != 0) return;
   char *clear = nullptr;
   el_get(editor.el, EL_GETTC, "li", &screen.rows);
@@ -48,12 +48,12 @@ static void learn_screen() {
 }
 
 int screen_rows() {
-  learn_screen();
+  query_screen();
   return screen.true_rows != 0 ? screen.true_rows : screen.rows;
 }
 
 bool screen_can_be_cleared() {
-  learn_screen();
+  query_screen();
   return screen.can_be_cleared;
 }
 
@@ -72,7 +72,7 @@ static ScreenPosition position_behind(const wchar_t *line, int length) {
 
 // The cursor is on the next character, which may not fit in the row.
 int row_of_line(const wchar_t *end) {
-  learn_screen();
+  query_screen();
   const LineInfoW *line = el_wline(editor.el);
   ScreenPosition at = position_behind(line->buffer, static_cast<int>(end - line->buffer));
   if (end < line->lastchar && at.column + wcwidth(*end) > screen.columns) ++at.row;
@@ -88,7 +88,7 @@ int row_on_screen(const wchar_t *end) {
 
 // --- Lines higher than the screen ----------------------------------------------------------------
 
-static void set_editors_rows(int rows) {
+static void set_editor_rows(int rows) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", rows);
   begin_wiping();
@@ -105,7 +105,7 @@ static bool make_screen_high_enough() {
   const int needed = latest.end.row + 2;
   if (needed < screen.rows) return false;
   if (screen.true_rows == 0) screen.true_rows = screen.rows;
-  set_editors_rows(needed * 2);
+  set_editor_rows(needed * 2);
   return true;
 }
 
@@ -120,7 +120,7 @@ static bool cursor_is_out_of_view(const LineInfoW *line) {
 
 // If one character can fill several rows, libedit counts too few of them when it moves the cursor.
 // What is then typed at the end of the line lands outside its screen.
-static bool cursor_went_astray(const LineInfoW *line, int length) {
+static bool cursor_may_be_misplaced(const LineInfoW *line, int length) {
   constexpr int widest_character = 8;
   return screen.columns < widest_character && line->cursor == line->lastchar &&
          length == latest.length;
@@ -175,7 +175,7 @@ static bool row_may_be_lost(const wchar_t *line, int length) {
 }
 
 // Updates the copy of what is drawn. Returns whether the line must be redrawn.
-static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
+static bool update_drawn_rows(const LineInfoW *line, int length, bool appended) {
   if (latest.end.row == 0) {
     latest.drawn.length = 0;
     return false;
@@ -193,28 +193,28 @@ static bool look_at_rows(const LineInfoW *line, int length, bool appended) {
 
 bool fit_screen_to_line() {
   if (!editor.terminal_is_raw || !editing_is_on()) return false;
-  learn_screen();
+  query_screen();
   const LineInfoW *line = el_wline(editor.el);
   const int length = static_cast<int>(line->lastchar - line->buffer);
-  const bool appended =
-      !take_line_was_replaced() && line->cursor == line->lastchar && length == latest.length + 1;
+  const bool appended = !test_and_clear_line_replaced() && line->cursor == line->lastchar &&
+                        length == latest.length + 1;
   if (appended)
     advance_position(&latest.end, line->lastchar[-1], screen.columns);
   else
     latest.end = position_behind(line->buffer, length);
-  const bool astray = cursor_went_astray(line, length);
+  const bool misplaced = cursor_may_be_misplaced(line, length);
   latest.length = length;
   const bool too_low = make_screen_high_enough();
   const bool out_of_view = cursor_is_out_of_view(line);
-  return look_at_rows(line, length, appended) || astray || too_low || out_of_view;
+  return update_drawn_rows(line, length, appended) || misplaced || too_low || out_of_view;
 }
 
-void forget_screen() {
-  if (screen.true_rows != 0) set_editors_rows(screen.true_rows);
+void reset_screen() {
+  if (screen.true_rows != 0) set_editor_rows(screen.true_rows);
   screen.true_rows = 0;
   screen.columns = 0;
   latest.length = 0;
-  note_line_was_replaced();
+  mark_line_replaced();
   latest.out_of_view = false;
   latest.drawn.length = 0;
 }

@@ -21,7 +21,7 @@ bool screen_can_be_cleared();
 bool fit_screen_to_line();
 
 // Forgets the screen's size and what was drawn: for a new line, a new size and a new editor.
-void forget_screen();
+void reset_screen();
 // Wipes what was drawn, before the next user.
 void wipe_drawn_line();
 
