@@ -17,8 +17,8 @@ import time
 
 import Tavorin
 
-# A mode of the command line.  `kind` is what COMMANDS goes by; `key` names the mode's history, and
-# `parent` is the key of the mode above, whose lines this one recalls, too.
+# A mode of the command line. `kind` selects its rows of COMMANDS, `key` names its history, and
+# `parent` is the key of the mode above, whose lines it recalls too.
 Mode = collections.namedtuple("Mode", "kind key parent prompt")
 
 EXEC = Mode("exec", "exec", "", "> ")
@@ -29,7 +29,7 @@ def interface_mode(name):
     return Mode("interface", "interface " + name, "config", "(config-%s)# " % name)
 
 
-# --- The log: something that writes one, and how its messages get to the terminal
+# --- The log: a thread that writes it, and how its messages get to the terminal
 
 class Log(object):
     """A log file to which a thread appends a line every few seconds."""
@@ -37,7 +37,7 @@ class Log(object):
     def __init__(self, seconds):
         descriptor, self.name = tempfile.mkstemp(prefix="device-", suffix=".log")
         self.file = os.fdopen(descriptor, "r")
-        # Opened once: by its name, the writer would make the file anew after remove().
+        # Opened once: opening it by its name would create the file again after remove().
         self.end = open(self.name, "a", 0)
         writer = threading.Thread(target=self.write_on, args=(seconds,))
         writer.daemon = True
@@ -51,7 +51,7 @@ class Log(object):
     def show_news(self, lines, size):
         """Called by Tavorin between two keys when the file has grown.
 
-        What is written here stands above the line being typed, which the result 1 has drawn again.
+        What is written here appears above the line being typed; the result 1 redraws that line.
         """
         sys.stdout.write("\n" + self.file.read())
         sys.stdout.flush()
@@ -124,7 +124,7 @@ def no_terminal_monitor(device):
 
 
 def terminal_paste(device):
-    """Before a configuration is pasted whose text has tabs or question marks in it."""
+    """For pasting a configuration that contains tabs or question marks."""
     Tavorin.keyBindingsEnabledIs(False)
 
 
@@ -134,8 +134,8 @@ def no_terminal_paste(device):
 
 def logout(device):
     """The next user must not find the lines of this one."""
-    # Once after each set-up, and before sys.stdin and sys.stdout are replaced, as they would be here
-    # where each user comes with a terminal of his own.  This sets the editor up anew over them:
+    # To be called once after each set-up, before sys.stdin and sys.stdout are replaced.  If users
+    # have terminals of their own, replace them after this call; the next one sets up the editor.
     Tavorin.resetInput()
     Tavorin.keyBindingsEnabledIs(True)
     end(device)
@@ -153,15 +153,15 @@ def number(text, least, most):
 
 
 def shown(name):
-    """A name that goes into the prompt, where a terminal would obey a control character."""
+    """A name for the prompt, where a control character would act on the terminal."""
     if not all("!" <= letter <= "~" for letter in name):
         raise CommandError("Not a name: %r" % name)
     return name
 
 
 def ask(question):
-    # A question of the shell's own: <tab> and ? do not complete commands, though Up recalls them.
-    # Ctrl-D is an empty answer.  After Ctrl-C the KeyboardInterrupt comes once a line is entered.
+    # At a question <tab> and ? do not complete commands, but Up recalls them.  Ctrl-D is an empty
+    # answer.  After Ctrl-C, KeyboardInterrupt is raised once a line is entered.
     keys = Tavorin.keyBindingsEnabled()
     try:
         Tavorin.keyBindingsEnabledIs(False)
@@ -266,11 +266,11 @@ class Device(object):
         self.interfaces = {"eth0": "uplink", "eth1": ""}
         self.log = log
         self.modes = [EXEC]
-        # Tavorin borrows these two, beyond the call that they are given to.  A method looked up for
-        # that call alone would be an object of its own, and gone after it.
+        # Tavorin borrows these two and uses them after the call that passes them.  Each lookup of a
+        # method makes a new object, which would be gone by then.
         self.completer = self.complete
         self.news = log.show_news
-        # A mode is made with its parent's key, so from the top down.
+        # The parent of a mode must exist, so they are made from the top down.
         Tavorin.newHistoryMode(EXEC.key, EXEC.parent)
         Tavorin.newHistoryMode(CONFIG.key, CONFIG.parent)
 
@@ -326,8 +326,8 @@ def main():
         sys.stderr.write("usage: shell.py [SECONDS between two log messages]\n")
         sys.exit(2)
     log = Log(seconds)
-    # Ctrl-Z never stops this shell: readline makes a KeyboardInterrupt of it, and outside of that,
-    # as at a question, where simpleReadline leaves signals to the shell, nothing comes of it.
+    # Ctrl-Z never stops this shell.  In readline it raises KeyboardInterrupt; anywhere else it is
+    # ignored, also at a question, because simpleReadline leaves signals to the shell.
     signal.signal(signal.SIGTSTP, signal.SIG_IGN)
     try:
         Device(log).serve()

@@ -55,7 +55,7 @@ CLOSED = "closed"
 
 
 class WaitFailed(AssertionError):
-    """A condition did not come true; the message shows the whole state of the shell."""
+    """A condition was not met; the message shows the whole state of the shell."""
 
 
 @dataclasses.dataclass(frozen=True)

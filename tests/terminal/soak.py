@@ -60,7 +60,7 @@ MODES = [("exec", ""), ("config", "exec")]
 BLOCK = 32
 SLACK = 1024 * 1024
 
-# Until then the history fills, and everybody's buffers grow.
+# Until then the history fills and all buffers grow.
 WARM_UP = 2000
 
 

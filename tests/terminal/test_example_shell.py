@@ -196,7 +196,7 @@ def test_a_log_message_comes_above_the_half_typed_line(start):
 
 
 def test_the_monitor_can_be_switched_on_twice(start):
-    """Tavorin goes on with what it borrowed the first time."""
+    """Tavorin keeps using the callback that it borrowed first."""
     shell = start(seconds=0.2)
     assert enter(shell, "terminal monitor", "device> ") == []
     shell.type("terminal monitor<enter>")

@@ -77,7 +77,7 @@ ROWS = [
     Row("meta-left", "one to<esc><esc>[D,", "one ,to", column=5),
 
     Row("up without history", "ab<up>c", "abc", column=3),
-    Row("ctrl-l draws the screen anew", "ab<ctrl-l>c", "abc", column=3),
+    Row("ctrl-l redraws the screen", "ab<ctrl-l>c", "abc", column=3),
     Row("<tab> without a completer", "ab<tab>c", "abc", column=3),
     Row("? without a completer", "ab?c", "abc", column=3),
     Row("<tab> without its binding", "ab<tab>c", "ab\tc", row="ab    c", column=7,
@@ -145,7 +145,7 @@ def test_editing_at_other_terminals(terminal, term):
 
 @pytest.mark.parametrize("term", ["dumb", "no-such-terminal", "", None])
 def test_editing_at_terminals_of_little_or_no_ability(terminal, term):
-    """The screen may look poor there; the line is the same."""
+    """The display may be poor there; the line is the same."""
     shell = terminal(term=term)
     for row in ROWS:
         set_bindings(shell, row.bindings)

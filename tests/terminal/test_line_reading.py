@@ -320,7 +320,7 @@ def test_a_process_that_leaves_while_a_thread_reads(shell):
 
 
 def test_a_forked_child_that_leaves_meanwhile_changes_nothing(shell):
-    """Its own exit is none of the line's business."""
+    """Its own exit does not affect the line."""
     shell.do("import ctypes\n"
              "def completer(key, line, position):\n"
              "    child = os.fork()\n"

@@ -398,7 +398,7 @@ def test_results_hold_their_references(watched, result):
 
 # --- Callbacks that fail
 
-# What stands on the thread after a read; reading it takes it away.
+# The exception that is set on the thread after a read; reading it clears it.
 STANDING = """
 import ctypes
 fetch = ctypes.PyDLL(None).PyErr_Occurred

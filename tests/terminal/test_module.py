@@ -146,7 +146,7 @@ class TestBesideTheInterpretersReadline:
     def test_a_later_import_of_it_does_no_harm(self, terminal):
         shell = terminal(imports=())
         shell.do("import Tavorin")
-        # An interpreter without that module is no worse a witness for the order of things.
+        # An interpreter without that module tests the order just as well.
         shell.do("try:\n    import readline\n"
                  "except ImportError:\n    import imp; sys.modules['readline'] = "
                  "imp.new_module('readline')")

@@ -103,9 +103,9 @@ class Model:
         if parent and parent not in self.parents:
             return None
         if not key:
-            nobodys = object()
-            self.parents[nobodys] = parent or None
-            return nobodys
+            keyless = object()
+            self.parents[keyless] = parent or None
+            return keyless
         self.parents[key] = parent or None
         return key
 
@@ -124,7 +124,7 @@ class Model:
             self.bindings = True
         self.is_set_up = True
 
-    # Each of these takes a call that is right, and returns what it returns or raises.
+    # Each of these takes a valid call, and returns what the call returns or raises.
 
     def newHistoryMode(self, key, parent):
         if self.make_mode(key, parent) is None:

@@ -157,7 +157,7 @@ def test_an_old_terminal_may_be_hung_up(shell, arrives):
 
 
 def test_a_closed_terminal_may_be_followed_by_one_on_the_same_descriptor(shell, second):
-    """What the old editor would still do must not reach whatever has its descriptor now."""
+    """Nothing of the old editor may reach a file that has its descriptor number now."""
     first = SecondTerminal()
     shell.do(NEW_USER)
     shell.do("sys.stdin, sys.stdout = open(%r), open(%r, 'w', 1)" % (first.path, first.path))
@@ -196,9 +196,9 @@ def test_a_new_editor_carries_the_applications_name(shell, tmp_path):
 
 
 def test_many_hand_overs_leak_nothing(shell, second):
-    """Descriptors stay as many, and so does memory once the first hundreds have warmed up, but for
-    the few bytes that the terminal library keeps of each look-up of a terminal type: 32, with what
-    the allocator adds."""
+    """The number of descriptors stays the same, and so does memory after a warm-up of some hundreds,
+    except for what the terminal library leaks with each look-up of a terminal type: 32 bytes,
+    including the allocator's own."""
     shell.do(NEW_USER + """
 def memory():
     with open('/proc/self/statm') as file:

@@ -6,7 +6,7 @@ from harness import Returned
 
 LINES = ("show one", "show two", "exit")
 
-# Both build the editor's keymaps anew.
+# Both reset the editor's keymaps.
 EMACS = "bind -e"
 VI = "bind -v"
 

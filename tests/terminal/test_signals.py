@@ -211,7 +211,7 @@ class TestASignalWithEveryKey:
 
 
 def test_the_wait_for_a_key_is_a_wait(shell, call):
-    """The reader sleeps, it does not look around for keys."""
+    """The reader sleeps; it does not poll for keys."""
     shell.begin_line("abc", call)
     shell.wait_for_sleep()
     shell.type("<enter>")
@@ -219,7 +219,7 @@ def test_the_wait_for_a_key_is_a_wait(shell, call):
 
 
 class TestWithInputWaiting:
-    """A signal has its turn before keys that already wait: select passes over it for those."""
+    """A signal is handled before keys that already wait; select alone would miss it."""
 
     @pytest.mark.parametrize("key, number, message", [
         ("<ctrl-c>", signal.SIGINT, "Ctrl-C pressed"),

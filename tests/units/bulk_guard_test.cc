@@ -30,7 +30,7 @@ static int waiting() {
 }
 
 // Leaves exactly `count` bytes in the queue of the terminal, which must be raw. The keys of these
-// tests come from the script, so nothing is taken out but here.
+// tests come from the script, so nothing else empties the queue.
 static void have_waiting(int count) {
   char thrown_away[4096];
   while (waiting() > count) {
@@ -384,7 +384,7 @@ LAYER_TEST(BulkEcho, IsTheLowOrderByteOfACharacter) {
             "b\r\n");
 }
 
-// Such an editor reads every line plainly.
+// Such an editor reads every line without editing.
 LAYER_TEST(BulkEcho, ComesWithoutATerminalToo) {
   rl_outstream = tmpfile();
   arm();

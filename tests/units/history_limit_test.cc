@@ -56,7 +56,7 @@ class HistoryLimit : public StoreTest {
       editor.commands[command_names[i]] = command_number(i + 1);
   }
 
-  // Some commands with several sequences, with an empty list, and with none.
+  // Some commands with several sequences, with an empty list, and without a list.
   static void offer_sequences() {
     editor.sequences = {
         {{"beginning-of-history", 1}, {"<"}},
@@ -102,7 +102,7 @@ class HistoryLimit : public StoreTest {
     return calls;
   }
 
-  // The calls since the last look.
+  // The calls since the previous take_log.
   static Log take_log() {
     Log log;
     log.swap(editor.log);

@@ -192,7 +192,7 @@ TEST_F(HistoryModes, EachEmptyKeyMakesOneMoreRecord) {
   history_mode *second = mode("");
   EXPECT_NE(first, second);
   ASSERT_EQ(hist_ctx.mode_count, 3U);
-  // New ones go behind those that are there, before every other key.
+  // New ones go after the existing ones and before every other key.
   EXPECT_EQ(hist_ctx.modes[0], first);
   EXPECT_EQ(hist_ctx.modes[1], second);
   EXPECT_EQ(hist_ctx.modes[2], named);

@@ -135,7 +135,7 @@ LAYER_TEST(Search, BeginsAnewAtTheOldestLine) {
             "show one");
 }
 
-// What it finds first then is the place that it is at.
+// It then finds its own position first.
 LAYER_TEST(Search, TurnedRoundAfterAFailureItGoesOnFromWhereItIs) {
   record({"show one", "show two", "show three"});
   const std::string to_the_end = search_older "show" search_older search_older search_older;
@@ -293,7 +293,7 @@ LAYER_TEST(Search, AThousandKeys) {
             "show two");
 }
 
-// Not a key more changes it, nor what has been found.
+// No further key changes the pattern or the line found.
 LAYER_TEST(Search, AThousandStepsAreItsLast) {
   record({"show two", "other"});
   EXPECT_EQ(read_line({search_older "show", repeated(search_older, 2000), next_word, "x\n"}),

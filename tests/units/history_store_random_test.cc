@@ -16,7 +16,8 @@ namespace {
 // Keys of modes: few enough to be asked for again, with the empty key among them.
 const char *const mode_keys[] = {"", "a", "b", "c", "d", "e", "f", "exec", "config", "unknown"};
 constexpr int key_count = sizeof mode_keys / sizeof mode_keys[0];
-// More modes than this are not made: each costs every comparison, and empty keys never run out.
+// An upper limit, because each mode slows every comparison and empty keys make new ones without
+// end.
 constexpr size_t most_modes = 24;
 
 class Play {
@@ -46,7 +47,7 @@ class Play {
 
   int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random); }
 
-  // Few different lines, so that the same one comes again; now and then one of some length.
+  // Few different lines, so that lines repeat; now and then a longer one.
   std::string any_text() {
     const int kind = below(12);
     if (kind == 0) return "";
@@ -54,7 +55,7 @@ class Play {
     return std::string(1, static_cast<char>('A' + kind));
   }
 
-  // Numbers of lines that are there, of some that were removed, and of none.
+  // Numbers of present lines, of removed lines, and of no line.
   int any_number() {
     const int kind = below(4);
     if (kind == 0 || model.lines.empty()) return below(model.last_number + 3) - 1;
@@ -168,7 +169,7 @@ class Play {
     return number == HistoryModel::no_mode ? nullptr : records[number];
   }
 
-  // Counted from the oldest, as the model counts.
+  // From the oldest, as in the model.
   static hist_entry *entry_at(int index) {
     hist_link *link = hist_ctx.list.prev;
     while (index-- > 0) link = link->prev;

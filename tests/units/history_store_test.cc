@@ -330,7 +330,7 @@ TEST_F(HistoryCurrent, SetOnAnUnknownNumberLeavesNoCurrentEntry) {
 }
 
 TEST_F(HistoryCurrent, SetOnTheEmptyStoreLeavesTheCursor) {
-  // A place that no store of this process uses, to see that nothing is put in its stead.
+  // An address that no store of this process uses, to check that it is not replaced.
   hist_link elsewhere = {};
   hist_ctx.cursor = &elsewhere;
   Event event;
@@ -343,7 +343,7 @@ TEST_F(HistoryCurrent, SetOnTheCurrentNumberDoesNotSearch) {
   enter_numbers(3);
   Event event;
   hist_set(nullptr, &event, 1);
-  // A search would come upon this one first.
+  // A search would find this one first.
   newest()->num = 1;
   EXPECT_EQ(hist_set(nullptr, &event, 1), 0);
   EXPECT_EQ(hist_ctx.cursor, oldest());

@@ -161,7 +161,7 @@ LAYER_TEST(WalkingHistory, IsOverAtTheNextLine) {
   EXPECT_EQ(read_line({"new" down_key "\n"}), "new");
 }
 
-// Clearing history leaves the recalled line on the screen; there is none below it any more.
+// Clearing history leaves the recalled line on the screen, but no line to step to.
 LAYER_TEST(WalkingHistory, HistoryThatIsClearedMeanwhile) {
   on_command_key([] { clear_history(); });
   record({"older", "newer"});

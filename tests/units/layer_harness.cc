@@ -20,7 +20,7 @@
 
 using namespace lineedit;
 
-// The terminal library forgets a string of each terminal that it sets up.
+// The terminal library leaks a string for each terminal that it sets up.
 extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
 extern "C" const char *__lsan_default_suppressions() { return "leak:_nc_trim_sgr0\n"; }
 
@@ -29,7 +29,7 @@ volatile sig_atomic_t handled[NSIG];
 
 // --- Processes -----------------------------------------------------------------------------------
 
-// Nothing of the user's own settings may reach the editor.
+// The user's own settings must not reach the editor.
 static void set_environment() {
   setenv("TERM", "xterm", 1);
   setenv("HOME", "/nonexistent", 1);
@@ -39,8 +39,8 @@ static void set_environment() {
   setlocale(LC_ALL, "C.UTF-8");
 }
 
-// Whoever started the tests may ignore or block signals, as a shell does for what it runs behind
-// it.
+// The program that started the tests may ignore or block signals, as a shell does for background
+// jobs.
 static void set_signals_to_default() {
   for (int signo = 1; signo < NSIG; ++signo) set_handler(signo, SIG_DFL);
   sigset_t none;
@@ -68,7 +68,7 @@ static bool has_ended(pid_t child) {
   return ended.si_pid == child;
 }
 
-// A test that hangs ends all the same. Valgrind 3.19 knows no pidfd_open, and has to look.
+// Ends a test that hangs. Valgrind 3.19 does not know pidfd_open, and polls.
 static void end_after_a_while(pid_t child) {
   constexpr int patience_ms = 100000;
   struct pollfd ended = {static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
@@ -133,7 +133,7 @@ std::string unread_keys() {
   return keys.substr(script.key);
 }
 
-// Nothing here may own memory: an action can jump out of the read.
+// Must not own memory: an action can jump out of the read.
 int next_scripted_key(FILE *) {
   pty_collect(&terminal);
   while (script.step < script.steps.size()) {

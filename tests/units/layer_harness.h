@@ -15,7 +15,7 @@
 
 // Runs `body` in a child process that leads a session of its own on a new terminal, with the
 // layer's streams on it and its keys from the script below. The layer is not initialised, so each
-// test starts from nothing, and a signal for the whole process group stays in the test.
+// test starts fresh, and a signal to the whole process group stays within the test.
 void run_in_own_session(void (*body)());
 
 // A test whose body runs like that.
@@ -44,16 +44,16 @@ struct Step {
   std::function<void()> action;
 };
 
-// Replaces the script. A read that comes to its end finds the end of input.
+// Replaces the script. Its end is the end of input.
 void set_script(std::vector<Step> steps);
 // The keys that have not been asked for yet.
 std::string unread_keys();
 // The character-input hook that takes its keys from the script.
 int next_scripted_key(FILE *stream);
 
-// Sets the script and reads a line; nothing when readline returned null.
+// Sets the script and reads a line; no value if readline returned null.
 std::optional<std::string> read_line(std::vector<Step> steps);
-// Reads a line with what is left of the script, or from the layer's own reader.
+// Reads a line with the rest of the script, or through the layer's own reader.
 std::optional<std::string> read_next_line(const char *prompt = "> ");
 
 // Binds Ctrl-G (command_key) to a command that calls `action`. Initialises the layer.

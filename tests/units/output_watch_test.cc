@@ -1,4 +1,4 @@
-// Whether anything was written to a terminal.
+// Detecting writes to a terminal.
 #include "editline/screen/output_watch.h"
 
 #include <unistd.h>

@@ -25,12 +25,12 @@ void pty_set_size(const Pty *pty, int rows, int columns);
 
 // Reads what has been shown, without waiting.
 void pty_collect(Pty *pty);
-// Reads until `text` has been shown after the place of the latest match. Returns false when nothing
-// new appears for long.
+// Reads until `text` has been shown after the latest match. Returns false after a long time without
+// new output.
 bool pty_wait_for(Pty *pty, const std::string &text);
 // Types `bytes`, however long.
 void pty_type(Pty *pty, const std::string &bytes);
-// Waits until something typed is there to be read by the program.
+// Waits until the program has typed input to read.
 bool pty_wait_for_input(const Pty *pty);
 
 struct termios pty_settings(const Pty *pty);
@@ -39,8 +39,8 @@ std::string difference(const struct termios &before, const struct termios &after
 // Whether keys reach the program one by one, unechoed.
 bool pty_is_raw(const Pty *pty);
 
-// Someone at the keyboard, on a thread that takes no signals: waits until `after` has been shown,
-// then types `bytes`, and so on, and goes on reading what is shown. Between the two calls only that
+// A user at the keyboard, on a thread that blocks all signals: waits until `after` has been shown,
+// then types `bytes`, and so on, and keeps reading what is shown. Between the two calls only that
 // thread may touch `pty`.
 struct Typing {
   std::string after;

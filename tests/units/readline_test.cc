@@ -1,4 +1,4 @@
-// Reading lines, from terminals and from what is none: lines of any length and bytes of any kind.
+// Reading lines of any length and bytes of any kind, from terminals and from other input.
 #include "editline/readline.h"
 
 #include <fcntl.h>

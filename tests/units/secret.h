@@ -15,8 +15,8 @@ char secret_character(size_t i);
 void with_secret(size_t count, void (*use)(const char *secret));
 
 // How many pieces of the secret are in memory that can be written, as bytes or as wide characters.
-// The first ones are told on stderr. A piece has eight characters or more: what malloc writes into
-// freed memory covers the beginning.
+// The first ones are printed on stderr. A piece has eight characters or more: what malloc writes
+// into freed memory covers the beginning.
 int pieces_of_secret_in_memory();
 
 // The tests that search are left out where a checker of addresses keeps freed memory as it was.

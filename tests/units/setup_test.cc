@@ -173,7 +173,7 @@ static std::string shown_of_a_line_longer_than(int columns) {
   return terminal.shown.substr(before);
 }
 
-// The editor wraps by writing one character of the next row and going back over it.
+// The editor wraps by writing one character of the next row and moving back.
 static size_t length_of_first_row(const std::string &shown) {
   const size_t start = shown.find('x');
   return start == std::string::npos ? 0 : shown.find_first_not_of('x', start) - start;

@@ -194,7 +194,7 @@ LAYER_TEST(Line, LetsASignalInOnlyInTheWait) {
   EXPECT_EQ(handled[SIGINT], 1);
 }
 
-// Those that have nothing to do with a line run their handlers as ever, but only in the wait.
+// Signals that do not concern a line run their handlers as usual, but only during the wait.
 LAYER_TEST(Line, LetsOtherSignalsInOnlyInTheWaitToo) {
   for (const int signo : {SIGUSR1, SIGALRM, SIGCHLD}) {
     SCOPED_TRACE(signo);
@@ -221,11 +221,11 @@ LAYER_TEST(Line, ASignalNotLetInReachesItsHandlerWhenTheLineEnds) {
   }
 }
 
-// What a handler found the terminal in.
+// The state of the terminal in a handler.
 static struct termios seen_by_handler;
 static SignalState state_in_handler;
 
-static void look_at_terminal(int signo) {
+static void record_terminal_state(int signo) {
   count_signal(signo);
   seen_by_handler = pty_settings(&terminal);
   state_in_handler = signal_state();
@@ -234,7 +234,7 @@ static void look_at_terminal(int signo) {
 LAYER_TEST(Line, GoesOnAfterAHandlerThatReturns) {
   for (const int signo : {SIGINT, SIGTSTP, SIGQUIT, SIGHUP, SIGTERM}) {
     SCOPED_TRACE(signo);
-    set_handler(signo, look_at_terminal);
+    set_handler(signo, record_terminal_state);
     const struct termios found = pty_settings(&terminal);
     const SignalState before = signal_state();
     bool raw_again = false;
@@ -307,8 +307,8 @@ LAYER_TEST(Line, LeavesAnIgnoredSignalIgnored) {
 
 // A command that leaves other handlers behind, as a completion hook does.
 LAYER_TEST(Line, MakesGoodForHandlersThatACompletionLeftBehind) {
-  set_handler(SIGINT, look_at_terminal);
-  set_handler(SIGTSTP, look_at_terminal);
+  set_handler(SIGINT, record_terminal_state);
+  set_handler(SIGTSTP, record_terminal_state);
   const struct termios found = pty_settings(&terminal);
   rl_attempted_completion_function = [](const char *, int, int) {
     signal(SIGINT, count_signal);
@@ -524,7 +524,7 @@ LAYER_TEST(Death, ByAKeyOfTheTerminalFindsItRestored) {
   EXPECT_EQ(difference(found, pty_settings(&terminal)), "");
 }
 
-// By the signal or by the key; the shell that started the program may change the terminal
+// Stopped by the signal or by the key. The shell that started the program may change the terminal
 // meanwhile.
 static void expect_stop_and_continue(const char *key, int signo) {
   const struct termios found = pty_settings(&terminal);
@@ -636,7 +636,7 @@ LAYER_TEST(Callback, GivesTheTerminalBackForSignalsThatEndTheProcess) {
     SCOPED_TRACE(signo);
     static int sent;
     sent = signo;
-    set_handler(signo, look_at_terminal);
+    set_handler(signo, record_terminal_state);
     in_completion([] {
       raise(sent);
       EXPECT_EQ(handled[sent], 1);
@@ -681,7 +681,7 @@ LAYER_TEST(Callback, ASignalPassedOnThereIsNotPassedOnAgainWhenTheLineEnds) {
 }
 
 LAYER_TEST(Callback, ASignalTakenAfterTheCallbackReachesItsHandlerAgain) {
-  set_handler(SIGTERM, look_at_terminal);
+  set_handler(SIGTERM, record_terminal_state);
   in_completion([] { raise(SIGTERM); });
   const struct termios found = pty_settings(&terminal);
   const SignalState before = signal_state();
@@ -789,7 +789,7 @@ LAYER_TEST(OtherThread, WhatArrivesThereIsForwardedToTheReader) {
   stop_bystander();
 }
 
-// With the reader holding a signal for the process, the kernel gives it to the other thread.
+// While the reader blocks a signal to the process, the kernel gives it to the other thread.
 LAYER_TEST(OtherThread, ASignalForTheProcessReachesTheReader) {
   start_bystander();
   set_handler(SIGINT, note_thread);

@@ -1,5 +1,5 @@
-// The stand-in log monitor, with a real file that is appended to, truncated, moved away and made
-// anew.
+// The stand-in log monitor, with a real file that is appended to, truncated, moved away and created
+// again.
 #include "vesker.h"
 
 #include <fcntl.h>

@@ -337,7 +337,7 @@ LAYER_TEST(NoDescriptors, ALineIsReadAllTheSame) {
   give_some_back();
 }
 
-// There the numbers that the layer keeps are none.
+// In a forked child the layer's kept descriptors are gone.
 LAYER_TEST(NoDescriptors, AForkedChildReadsALineOnceThereAreSome) {
   ASSERT_EQ(rl_initialize(), 0);
   use_up_descriptors();
