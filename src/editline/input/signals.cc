@@ -183,10 +183,6 @@ bool found_disposition_is_a_handler(int signo) {
 
 // --- Callbacks -----------------------------------------------------------------------------------
 
-void begin_callback_signals() { signals.in_callback = 1; }
-
-void end_callback_signals() { signals.in_callback = 0; }
-
 // The default action would end or stop the process with the terminal still raw, so our handler runs
 // first.
 static void cover_default_action(int signo) {
@@ -197,14 +193,18 @@ static void cover_default_action(int signo) {
   install_handler(index_of(signo), nullptr);
 }
 
-void cover_default_actions() {
+void begin_callback_signals(bool own_handlers) {
   if (!signals.installed) return;
+  signals.in_callback = 1;
+  if (!own_handlers) return;
   cover_default_action(SIGINT);
   cover_default_action(SIGTSTP);
 }
 
-void uncover_default_actions() {
+void end_callback_signals(bool own_handlers) {
   if (!signals.installed) return;
+  signals.in_callback = 0;
+  if (!own_handlers) return;
   reinstall_displaced_handlers();
   signals.covered[index_of(SIGINT)] = signals.covered[index_of(SIGTSTP)] = 0;
 }

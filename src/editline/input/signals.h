@@ -33,13 +33,11 @@ bool take_noted_signal(int *signo, bool *passed_on);
 
 // Bracket a callback that runs on the reading thread with signals let in. HUP, TERM and QUIT then
 // restore the terminal and go to the disposition that the read found; the other four are noted.
-void begin_callback_signals();
-void end_callback_signals();
-// For a callback that runs under the caller's own dispositions for INT and TSTP. Call the first
-// right after those are installed, and the second right after the callback. If one of the two is
-// the default action, the terminal is restored before it takes effect. Another thread may receive
-// these signals at any time.
-void cover_default_actions();
-void uncover_default_actions();
+//
+// With `own_handlers` the callback runs under the caller's own dispositions for INT and TSTP. Call
+// the first right after those are installed, since another thread may receive these signals at any
+// time. If one of the two is the default action, the terminal is restored before it takes effect.
+void begin_callback_signals(bool own_handlers);
+void end_callback_signals(bool own_handlers);
 
 }  // namespace lineedit

@@ -208,18 +208,16 @@ static void call_with_signals(void (*call)()) {
     call();
     return;
   }
-  begin_callback_signals();
   pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
   call();
   pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
-  end_callback_signals();
 }
 
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
-  if (own_handlers) cover_default_actions();
+  begin_callback_signals(own_handlers);
   begin_output();
   call_with_signals(call);
-  if (own_handlers) uncover_default_actions();
+  end_callback_signals(own_handlers);
   apply();
   end_output();
 }
