@@ -1,6 +1,6 @@
 """Has the programs do the works in turn. In each round every program has one turn, soon after the
 others, so what else the machine does meanwhile meets them all alike. After so many rounds all
-programs are ended, checked, and started anew."""
+programs are ended, checked, and started again."""
 
 import gc
 import os

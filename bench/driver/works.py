@@ -194,7 +194,7 @@ class History(Lines):
 
     def turn(self, session, program, number):
         measured = {}
-        # What is found is recorded anew, and would be found at once from then on.
+        # What is found is recorded again, and would be found at once from then on.
         if number == 0:
             measured.update(self.search(session, program))
             measured.update(self.deep_up(session, program))

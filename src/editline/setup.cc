@@ -44,6 +44,7 @@ static void destroy_editor() {
   begin_wiping();
   if (editor.el != nullptr) {
     if (editor.terminal_is_raw) make_terminal_cooked();
+    reset_keys();
     reset_screen();
     set_editing(false);
     el_end(editor.el);

@@ -282,7 +282,7 @@ class TestAFileInTheirPlace:
         shell.assert_settings_as_before()
 
     def test_the_module_keeps_the_file_open_that_it_reads_from(self, shell, tmp_path):
-        """The shell may let go of it: the object lives on for as long as the editor uses it."""
+        """The shell may drop it: the object lives on for as long as the editor uses it."""
         (tmp_path / "lines").write_text("abc\ndef\n")
         shell.do("import gc; sys.stdin = open(%r)" % str(tmp_path / "lines"))
         assert shell.do("Tavorin.readline('> ')") == "abc"

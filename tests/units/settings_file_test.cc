@@ -127,6 +127,17 @@ LAYER_TEST(UserSettings, ADigitThatTheUserHasBoundBeginsNoCount) {
   EXPECT_EQ(read_line({"ab\0332c\n"}), "cab");
 }
 
+LAYER_TEST(UserSettings, ACountLeavesWhatTheUserHasBoundToADigit) {
+  use_settings("bind ^[5 ed-move-to-beg\n");
+  EXPECT_EQ(read_line({"\265x\n"}), "xxxxx");
+  EXPECT_EQ(read_line({"abc\0335Z\n"}), "Zabc");
+  use_settings("bind -r ^[5\n");
+  EXPECT_EQ(read_line({"\265x\n"}), "xxxxx");
+  EXPECT_EQ(read_line({"\0335x\n"}), "x");
+  use_settings("bind -v\nbind -a ^[5 ed-move-to-beg\n");
+  EXPECT_EQ(read_line({"abcdefgh\0330l5x\n"}), "agh");
+}
+
 LAYER_TEST(UserSettings, AKeyThatInsertsAgainIsPartOfAPattern) {
   use_settings("bind x ed-move-to-beg\nbind -e\n");
   add_history("exit");

@@ -2,8 +2,7 @@
 // latter exactly.
 //
 // When libedit 3.1-20221030 creates an editor, it sets the terminal to its own idea of normal (echo
-// on, ICRNL on, special characters enabled, ...), and it returns to that after every line. The
-// tests of the terminal settings fail without any one of the calls below.
+// on, ICRNL on, special characters enabled, ...), and it returns to that after every line.
 #pragma once
 
 #include <termios.h>

@@ -134,15 +134,10 @@ static void bind_emacs_digits() {
   }
 }
 
-// In vi's command mode a 0 does not begin a count. A digit after an Escape runs libedit's own
-// command, which read_repeat_count needs.
+// In vi's command mode a 0 does not begin a count.
 static void bind_vi_digits() {
-  for (int digit = '0'; digit <= '9'; ++digit) {
-    char key[8];
-    snprintf(key, sizeof key, "\\e%c", digit);
-    el_set(editor.el, EL_BIND, "-a", key, "ed-argument-digit", nullptr);
-    if (digit > '0') el_set(editor.el, EL_BIND, "-a", key + 2, "rl_digit_argument", nullptr);
-  }
+  for (char key[] = "1"; *key <= '9'; ++*key)
+    el_set(editor.el, EL_BIND, "-a", key, "rl_digit_argument", nullptr);
 }
 
 static void bind_emacs_keys() {

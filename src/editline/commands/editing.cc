@@ -1,8 +1,6 @@
 // Editing commands that libedit lacks or gets wrong.
 #include "editline/commands/editing.h"
 
-#include <sys/types.h>
-
 #include <csignal>
 #include <utility>
 

@@ -12,7 +12,6 @@
 
 #include <sys/ioctl.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
@@ -61,10 +60,9 @@ static struct {
   int count;
   // The pattern of the previous search, for a search that repeats it.
   wchar_t latest[256];
+  // Printable ASCII keys that run a command.
+  bool runs_command[128];
 } search;
-
-// Printable ASCII keys that run a command. Not wiped: this holds nothing that was typed.
-static struct { bool runs_command[128]; } bound;
 
 static SearchState *current() { return &search.states[search.count - 1]; }
 
@@ -311,15 +309,15 @@ static unsigned char end_search_at_escape(EditLine *el) {
   return end_search_with(el, begins_key ? keys : keys + 1);
 }
 
-void reset_search_keys() { bound = {}; }
+void reset_search_keys() { memset(search.runs_command, 0, sizeof search.runs_command); }
 
 void note_key_inserts(int key, bool inserts) {
-  if (key > ' ' && key < 0x7f) bound.runs_command[key] = !inserts;
+  if (key > ' ' && key < 0x7f) search.runs_command[key] = !inserts;
 }
 
 static bool is_part_of_pattern(wchar_t key) {
   if (static_cast<int>(key) < 0 || iswprint(static_cast<wint_t>(key)) == 0) return false;
-  return key >= static_cast<wchar_t>(std::size(bound.runs_command)) || !bound.runs_command[key];
+  return key >= static_cast<wchar_t>(std::size(search.runs_command)) || !search.runs_command[key];
 }
 
 // Continues the search with a key. Returns false if there is nothing more to find, or no room.

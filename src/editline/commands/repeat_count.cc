@@ -2,9 +2,8 @@
 //
 // libedit 3.1-20221030 accepts a count of a million; the next key then takes seconds and hundreds
 // of megabytes. So the digits are read here, and libedit gets those of a smaller count. It accepts
-// digits only from keys that run its own command, ed-argument-digit. With emacs's keys, the key of
-// the first digit is bound to that command until the next key is read. In vi's command mode, a
-// digit after an Escape is always bound to it.
+// digits only from keys that run its own command, ed-argument-digit. So keys for them are bound to
+// that command until the next key is read.
 #include "editline/commands/repeat_count.h"
 
 #include <cstdio>
@@ -25,8 +24,6 @@ static struct {
   // The digits that libedit gets, without those that would make the count too large.
   wchar_t digits[max_digits + 1];
   size_t length;
-  // The key of the first digit, while it is bound to libedit's command.
-  char bound_key[4];
 } count;
 
 static bool is_digit(wchar_t key) { return key >= L'0' && key <= L'9'; }
@@ -76,31 +73,44 @@ static void read_rest(EditLine *el, Key *key) {
 
 // --- Passing the count to libedit ----------------------------------------------------------------
 
-static void bind_first_digit(const char *command) {
-  el_set(editor.el, EL_BIND, count.bound_key, command, nullptr);
+// A digit's key: a sequence that no terminal sends, so no binding of the user's is in its place.
+static void write_key_name(char (&name)[8], wchar_t digit) {
+  snprintf(name, sizeof name, "\\e[0%c", static_cast<char>(digit));
 }
 
-static void restore_first_digit() { bind_first_digit("rl_digit_argument"); }
-
-static void push_count_with_emacs_keys() {
-  wchar_t keys[max_digits + 2] = L"\033";
-  wmemcpy(keys + 1, count.digits, count.length);
-  snprintf(count.bound_key, sizeof count.bound_key, "\\e%c", static_cast<char>(count.digits[0]));
-  bind_first_digit("ed-argument-digit");
-  before_next_key(restore_first_digit);
-  el_wpush(editor.el, keys);
+static void bind_digit(wchar_t digit) {
+  char name[8];
+  write_key_name(name, digit);
+  if (uses_vi_keys())
+    el_set(editor.el, EL_BIND, "-a", name, "ed-argument-digit", nullptr);
+  else
+    el_set(editor.el, EL_BIND, name, "ed-argument-digit", nullptr);
 }
 
-static void push_count_with_vi_keys() {
-  wchar_t keys[2 * max_digits + 1] = {};
+static void unbind_digit(wchar_t digit) {
+  char name[8];
+  write_key_name(name, digit);
+  if (uses_vi_keys())
+    el_set(editor.el, EL_BIND, "-a", "-r", name, nullptr);
+  else
+    el_set(editor.el, EL_BIND, "-r", name, nullptr);
+}
+
+static void unbind_digits() {
+  for (size_t i = 0; i < count.length; ++i) unbind_digit(count.digits[i]);
+}
+
+static void push_count() {
+  before_next_key(unbind_digits);
   for (size_t i = 0; i < count.length; ++i) {
-    keys[2 * i] = L'\033';
-    keys[2 * i + 1] = count.digits[i];
+    const wchar_t key[] = {L'\033', L'[', L'0', count.digits[i], L'\0'};
+    bind_digit(count.digits[i]);
+    el_wpush(editor.el, key);
   }
-  el_wpush(editor.el, keys);
 }
 
 unsigned char read_repeat_count(EditLine *el, wint_t first) {
+  if (!is_digit(static_cast<wchar_t>(first & 0x7f))) return CC_ERROR;
   Key key = {};
   count = {};
   add_digit(static_cast<wchar_t>(first & 0x7f));
@@ -109,10 +119,7 @@ unsigned char read_repeat_count(EditLine *el, wint_t first) {
   read_rest(el, &key);
   key.characters[key.length] = L'\0';
   set_repeat_count(count.value);
-  if (uses_vi_keys())
-    push_count_with_vi_keys();
-  else
-    push_count_with_emacs_keys();
+  push_count();
   // libedit reads pushed keys in the order of the calls.
   el_wpush(el, key.characters);
   return CC_ARGHACK;

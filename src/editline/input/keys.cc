@@ -21,10 +21,9 @@ static struct {
   int repeat;
   // To be called before the next key is read, or null.
   void (*before_next)();
+  // What the layer's own reader waits on; kept to reuse the storage.
+  WaitSet ready;
 } keys;
-
-// What the layer's own reader waits on; kept to reuse the storage.
-static WaitSet ready;
 
 // --- From the terminal ---------------------------------------------------------------------------
 
@@ -39,10 +38,10 @@ static int read_from_hook(wchar_t *character) {
 static ssize_t read_byte(char *byte) {
   const int fd = fileno(rl_instream);
   ssize_t got;
-  wait_set_clear(&ready);
+  wait_set_clear(&keys.ready);
   do {
-    do wait_set_add(&ready, fd);
-    while (wait_for_input(fd + 1, &ready) <= 0);
+    do wait_set_add(&keys.ready, fd);
+    while (wait_for_input(fd + 1, &keys.ready) <= 0);
     got = read(fd, byte, 1);
   } while (got == 0 && input_was_dropped(fd));
   return got;

@@ -2,10 +2,8 @@
 #include "editline/screen/display.h"
 
 #include <stdio_ext.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cwchar>
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"

@@ -22,18 +22,17 @@ static struct {
   int true_rows;
   bool can_be_cleared;
   ScreenPosition prompt_end;
+  // The line at the latest check.
+  struct {
+    int length;
+    // Where the line ends.
+    ScreenPosition end;
+    // The cursor was in a row that has scrolled off the screen.
+    bool out_of_view;
+    // The line's text if it fills several rows, else empty.
+    LineText drawn;
+  } latest;
 } screen;
-
-// The line at the latest check.
-static struct {
-  int length;
-  // Where the line ends.
-  ScreenPosition end;
-  // The cursor was in a row that has scrolled off the screen.
-  bool out_of_view;
-  // The line's text if it fills several rows, else empty.
-  LineText drawn;
-} latest;
 
 // --- Positions -----------------------------------------------------------------------------------
 
@@ -102,7 +101,7 @@ static void set_editor_rows(int rows) {
 // screen is higher; the terminal scrolls by itself. Two spare rows are needed: one for the cursor
 // after a full row, one for what a key adds. Returns whether the screen was too low.
 static bool make_screen_high_enough() {
-  const int needed = latest.end.row + 2;
+  const int needed = screen.latest.end.row + 2;
   if (needed < screen.rows) return false;
   if (screen.true_rows == 0) screen.true_rows = screen.rows;
   set_editor_rows(needed * 2);
@@ -112,10 +111,10 @@ static bool make_screen_high_enough() {
 // Whether the cursor's row has scrolled off the screen, now or at the latest check. The terminal's
 // own cursor is then in another row.
 static bool cursor_is_out_of_view(const LineInfoW *line) {
-  const bool was = latest.out_of_view;
-  latest.out_of_view = screen.true_rows != 0 && line->cursor != line->lastchar &&
-                       row_of_line(line->cursor) <= latest.end.row - screen.true_rows;
-  return was || latest.out_of_view;
+  const bool was = screen.latest.out_of_view;
+  screen.latest.out_of_view = screen.true_rows != 0 && line->cursor != line->lastchar &&
+                              row_of_line(line->cursor) <= screen.latest.end.row - screen.true_rows;
+  return was || screen.latest.out_of_view;
 }
 
 // If one character can fill several rows, libedit counts too few of them when it moves the cursor.
@@ -123,7 +122,7 @@ static bool cursor_is_out_of_view(const LineInfoW *line) {
 static bool cursor_may_be_misplaced(const LineInfoW *line, int length) {
   constexpr int widest_character = 8;
   return screen.columns < widest_character && line->cursor == line->lastchar &&
-         length == latest.length;
+         length == screen.latest.length;
 }
 
 // --- Lost rows -----------------------------------------------------------------------------------
@@ -139,8 +138,8 @@ struct Change {
 };
 
 static Change change_of_line(const wchar_t *line, int length) {
-  const wchar_t *drawn = latest.drawn.characters;
-  const int drawn_length = static_cast<int>(latest.drawn.length);
+  const wchar_t *drawn = screen.latest.drawn.characters;
+  const int drawn_length = static_cast<int>(screen.latest.drawn.length);
   const int shorter = std::min(length, drawn_length);
   const int first = static_cast<int>(std::mismatch(line, line + shorter, drawn).first - line);
   const int growth = length - drawn_length;
@@ -154,10 +153,10 @@ static Change change_of_line(const wchar_t *line, int length) {
 static bool full_row_changed(const wchar_t *line, int length, const Change *change) {
   const int columns = screen.columns;
   const int row = (screen.prompt_end.column + change->first) / columns;
-  const int drawn = static_cast<int>(latest.drawn.length);
+  const int drawn = static_cast<int>(screen.latest.drawn.length);
   int end = (row + 1) * columns - screen.prompt_end.column;
   for (; end < length; end += columns) {
-    const bool alike = end <= drawn && line[end - 1] == latest.drawn.characters[end - 1];
+    const bool alike = end <= drawn && line[end - 1] == screen.latest.drawn.characters[end - 1];
     if (line[end - 1] != L' ' && (alike || !change->insertion)) return true;
   }
   return false;
@@ -168,7 +167,7 @@ static bool full_row_changed(const wchar_t *line, int length, const Change *chan
 // characters make it cheaper: if a row ends in the same character before and after, or anywhere in
 // text that replaces other text. Returns whether this may have happened.
 static bool row_may_be_lost(const wchar_t *line, int length) {
-  if (latest.drawn.length == 0) return false;
+  if (screen.latest.drawn.length == 0) return false;
   const Change change = change_of_line(line, length);
   if ((change.first == length && change.growth == 0) || change.deletion) return false;
   return !is_plain(line, length) || full_row_changed(line, length, &change);
@@ -176,16 +175,16 @@ static bool row_may_be_lost(const wchar_t *line, int length) {
 
 // Updates the copy of what is drawn. Returns whether the line must be redrawn.
 static bool update_drawn_rows(const LineInfoW *line, int length, bool appended) {
-  if (latest.end.row == 0) {
-    latest.drawn.length = 0;
+  if (screen.latest.end.row == 0) {
+    screen.latest.drawn.length = 0;
     return false;
   }
-  if (appended && latest.drawn.length > 0) {
-    append_text(&latest.drawn, line->lastchar - 1, 1);
+  if (appended && screen.latest.drawn.length > 0) {
+    append_text(&screen.latest.drawn, line->lastchar - 1, 1);
     return false;
   }
   const bool lost = row_may_be_lost(line->buffer, length);
-  set_text(&latest.drawn, line->buffer, static_cast<size_t>(length));
+  set_text(&screen.latest.drawn, line->buffer, static_cast<size_t>(length));
   return lost;
 }
 
@@ -197,13 +196,13 @@ bool fit_screen_to_line() {
   const LineInfoW *line = el_wline(editor.el);
   const int length = static_cast<int>(line->lastchar - line->buffer);
   const bool appended = !test_and_clear_line_replaced() && line->cursor == line->lastchar &&
-                        length == latest.length + 1;
+                        length == screen.latest.length + 1;
   if (appended)
-    advance_position(&latest.end, line->lastchar[-1], screen.columns);
+    advance_position(&screen.latest.end, line->lastchar[-1], screen.columns);
   else
-    latest.end = position_behind(line->buffer, length);
+    screen.latest.end = position_behind(line->buffer, length);
   const bool misplaced = cursor_may_be_misplaced(line, length);
-  latest.length = length;
+  screen.latest.length = length;
   const bool too_low = make_screen_high_enough();
   const bool out_of_view = cursor_is_out_of_view(line);
   return update_drawn_rows(line, length, appended) || misplaced || too_low || out_of_view;
@@ -213,12 +212,12 @@ void reset_screen() {
   if (screen.true_rows != 0) set_editor_rows(screen.true_rows);
   screen.true_rows = 0;
   screen.columns = 0;
-  latest.length = 0;
+  screen.latest.length = 0;
   mark_line_replaced();
-  latest.out_of_view = false;
-  latest.drawn.length = 0;
+  screen.latest.out_of_view = false;
+  screen.latest.drawn.length = 0;
 }
 
-void wipe_drawn_line() { wipe_text(&latest.drawn); }
+void wipe_drawn_line() { wipe_text(&screen.latest.drawn); }
 
 }  // namespace lineedit
