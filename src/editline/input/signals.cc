@@ -21,9 +21,11 @@ static constexpr sig_atomic_t arrived = 1;
 static constexpr sig_atomic_t passed_on_already = 2;
 
 static struct {
-  // Our handlers are in place; `reader` and `found` are valid.
+  // Our handlers are in place; `reader`, `mask` and `found` are valid.
   bool installed;
   pthread_t reader;
+  // What is blocked while a handler runs.
+  sigset_t mask;
   // The dispositions that the read found, by index into `watched`.
   struct sigaction found[watched_count];
   // A callback runs on the reading thread, with signals let in.
@@ -137,13 +139,14 @@ static bool is_left_ignored(int which) {
 static void install_handler(int which, struct sigaction *found) {
   struct sigaction ours = {};
   ours.sa_handler = signal_arrived;
-  ours.sa_mask = blockable_signals();
+  ours.sa_mask = signals.mask;
   ours.sa_flags = SA_RESTART;
   sigaction(watched[which], &ours, found);
 }
 
 void install_signal_handlers() {
   signals.reader = pthread_self();
+  signals.mask = blockable_signals();
   signals.installed = true;
   for (int which = 0; which < watched_count; ++which) {
     install_handler(which, &signals.found[which]);
