@@ -235,6 +235,22 @@ static Verdict vi_colon() {
   return survived(read_line(META L":\"\n\n"));
 }
 
+static Verdict end_of_empty_line() {
+  open_editor();
+  el_set(session.editor, EL_EDITOR, "vi");
+  read_line(META L"$" PAUSE L"\n", [] {
+    const LineInfoW *line = el_wline(session.editor);
+    session.seen[0] = line->cursor < line->buffer ? 1 : 0;
+  });
+  return judge(session.seen[0] == 0, session.seen[0] == 1);
+}
+
+static Verdict long_word() {
+  open_editor();
+  el_set(session.editor, EL_BIND, "-s", "^X", std::string(1500, 'x').c_str(), nullptr);
+  return gone;
+}
+
 static Verdict count_of_a_million() {
   const size_t length = read_line(META L"999999x\n").size();
   return judge(length < 10000, length == 999999);
@@ -394,6 +410,7 @@ static const struct Symptom {
     {"Meta-d reads beyond the line", "line",
      [] { return survived(read_line(repeated(L"x", 900) + CTRL_A META L"d\n")); }, true,
      Guard::behind},
+    {"vi's end of an empty line is before it", "line", end_of_empty_line},
     {"Meta-x, quote, Enter: crash", "bindings", [] { return survived(read_line(META L"x\"\n\n")); },
      true},
     {"vi's Escape, colon, quote, Enter: crash", "bindings", vi_colon, true},
@@ -403,8 +420,9 @@ static const struct Symptom {
     {"narrow names of commands leak", "bindings", narrow_names},
     {"Ctrl-T moves the cursor unseen", "editing",
      [] { return judge(read_line(L"abcd" CTRL_A L"\024|\n"), L"|abcd", L"a|bcd"); }},
-    {"repeat count of a million", "keys", count_of_a_million},
-    {"Up stops at a line that cannot be decoded", "history_walk",
+    {"repeat count of a million", "repeat_count", count_of_a_million},
+    {"long word of the settings: crash", "settings_file", long_word, true},
+    {"Up stops at a line that cannot be decoded", "readable_history",
      [] {
        return judge(recall({"older", "caf\351", "newer"}, UP UP UP L"\n"), L"older", L"newer");
      }},
@@ -462,11 +480,13 @@ static constexpr int first_status = 100;
   _exit(first_status + symptom->try_it());
 }
 
+// A crash is one that the processor or the C library has noticed.
 static Verdict verdict_of(const Symptom *symptom, int status) {
   if (WIFEXITED(status) && WEXITSTATUS(status) >= first_status)
     return static_cast<Verdict>(WEXITSTATUS(status) - first_status);
-  return symptom->is_crash && WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV ? there
-                                                                                 : not_tried;
+  const bool crashed =
+      WIFSIGNALED(status) && (WTERMSIG(status) == SIGSEGV || WTERMSIG(status) == SIGABRT);
+  return symptom->is_crash && crashed ? there : not_tried;
 }
 
 static Verdict try_symptom(const Symptom *symptom) {
