@@ -59,6 +59,12 @@ LAYER_TEST(RepeatCount, InSeveralKeys) {
   EXPECT_EQ(read_line({"\0339\0339\0339\0339\0339\0339x\n"}), repeated("x", 9999));
 }
 
+// The keys through which libedit gets a count are gone after it: they would have no limit.
+LAYER_TEST(RepeatCount, LeavesNoKeysBehind) {
+  EXPECT_EQ(read_line({"\0339x\n"}), repeated("x", 9));
+  EXPECT_LT(read_line({"\033[09\033[09\033[09x\n"})->size(), 100U);
+}
+
 LAYER_TEST(RepeatCount, OfZeroMovesOneLine) {
   add_history("first");
   EXPECT_EQ(read_line({"\0330\020\n"}), "first");

@@ -155,6 +155,7 @@ static const struct {
     {"plus comes back", "\033kk+\n", "third"},
     {"the end of an empty line, then a search", "\033$K\n", "third"},
     {"the end of an empty line, then text", "\033$iabc\n", "abc"},
+    {"a search", "\022fir\n", "first"},
     {"a count", "\0332k\n", "second"},
     {"a count after a command", "\033k2k\n", "first"},
     {"a count after another", "\0331k2k\n", "first"},
