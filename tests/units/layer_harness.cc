@@ -36,6 +36,7 @@ static void set_environment() {
   unsetenv("EDITRC");
   unsetenv("LINES");
   unsetenv("COLUMNS");
+  setenv("LC_ALL", "C", 1);
   setlocale(LC_ALL, "C.UTF-8");
 }
 
