@@ -38,7 +38,7 @@ int wait_for_input(int count, WaitSet *readable);
 bool input_was_dropped(int descriptor);
 
 // Runs `call`, a function of the application that may take long and may write to the terminal, with
-// the signals let in. Then runs `apply`, which may change and redraw the line, with the signals
+// the signals let in and in the thread's own locale. Then runs `apply`, which may change and redraw the line, with the signals
 // blocked again. Output of `call` appears below the line.
 //
 // During `call`, HUP, TERM and QUIT restore the terminal and go to the disposition from before the
