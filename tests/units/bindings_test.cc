@@ -303,7 +303,7 @@ LAYER_TEST(HighBytes, InsertThemselvesInEveryOtherLocale) {
 }
 
 LAYER_TEST(HighBytes, ThatTheUserHasBoundStayBound) {
-  use_settings_line("bind \\344 ed-move-to-beg");
+  use_settings_line("bind \"\\344\" ed-move-to-beg");
   EXPECT_EQ(read_line({"baä|\n"}), "|ba");
 }
 
@@ -318,7 +318,7 @@ LAYER_TEST(HighBytes, NoKeyIsBoundInPlaceOfACharacter) {
 // They have the low byte of a key that runs a command of the application.
 LAYER_TEST(HighBytes, OfACharacterRunNothing) {
   EXPECT_EQ(rl_add_defun("note-7", note_key, 7), 0);
-  use_settings_line("bind \\eć note-7");
+  use_settings_line("bind \"\\eć\" note-7");
   EXPECT_EQ(read_line({"a\033ćb\n"}), "ab");
   EXPECT_EQ(calls[7], 0);
 }

@@ -190,7 +190,7 @@ LAYER_TEST(Completion, InhibitedInsertsTheKeyAndRecordsNothing) {
 
 LAYER_TEST(Completion, InhibitedInsertsACharacterOfSeveralBytesToo) {
   rl_inhibit_completion = 1;
-  EXPECT_EQ(rl_parse_and_bind("bind \\351 rl_complete"), 0);
+  EXPECT_EQ(rl_parse_and_bind("bind \"\\351\" rl_complete"), 0);
   EXPECT_EQ(read_line({"abé|\n"}), "abé|");
 }
 
