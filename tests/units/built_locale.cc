@@ -27,6 +27,7 @@ bool build_locale(const char *source, const char *charmap) {
 const char *built_locale() { return built.name.c_str(); }
 
 void remove_built_locale() {
+  unsetenv("LOCPATH");
   std::error_code ignored;
   std::filesystem::remove_all(built.folder, ignored);
 }

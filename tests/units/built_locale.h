@@ -6,4 +6,5 @@
 // until the next one is built.
 bool build_locale(const char *source, const char *charmap);
 const char *built_locale();
+// The C library looks where it did before.
 void remove_built_locale();
