@@ -132,7 +132,26 @@ LAYER_TEST(Keys, AreBytesWhileEditingIsOff) {
   EXPECT_EQ(keys_from("\303\244"), (Keys{-61, -92}));
 }
 
+// The C library decodes them.
+LAYER_TEST(Keys, AreNotCharactersThatUnicodeLacks) {
+  ASSERT_EQ(rl_initialize(), 0);
+  EXPECT_EQ(keys_from("\364\220\200\200"), (Keys{-12, -112, -128, -128}));
+}
+
 static sigjmp_buf beginning;
+
+LAYER_TEST(Keys, OfHalfACharacterAreGoneInTheNextLine) {
+  wchar_t key;
+  ASSERT_EQ(rl_initialize(), 0);
+  set_script({"\342\202", [] { siglongjmp(beginning, 1); }});
+  if (sigsetjmp(beginning, 1) == 0) key_reader()(editor.el, &key);
+  reset_keys();
+  EXPECT_EQ(keys_from("\254"), (Keys{-84}));
+  set_script({"\342\202"});
+  EXPECT_EQ(key_reader()(editor.el, &key), 1);
+  reset_keys();
+  EXPECT_EQ(keys_from("a"), (Keys{L'a'}));
+}
 
 LAYER_TEST(Keys, OfHalfACharacterAreGoneAfterAJumpOutOfTheRead) {
   if (sigsetjmp(beginning, 1) == 0) read_line({"a\303", [] { siglongjmp(beginning, 1); }});
