@@ -35,7 +35,7 @@ readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
 # finds the dependencies of a Debian package. The benchmarks are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
   "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
-  ncurses-bin ncurses-base ncurses-term dpkg-dev file)
+  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 
 # What measuring needs besides: what the module is compared with, and what counts
 # system calls and instructions.
