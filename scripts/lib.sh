@@ -25,7 +25,7 @@ readonly STATUS_NO_PYTHON=6  # no Python 2.7 here, and none could be fetched
 readonly STATUS_NO_DEBIAN=7  # this system has no dpkg or no apt
 
 # What building and running the extension needs.
-readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
+readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev libncurses-dev)
 
 # The libraries of the programs that measure.
 readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
