@@ -63,7 +63,7 @@ static void move_to_row(int row) {
   note_row();
 }
 
-static int width_of(const Layout *layout, wchar_t character) {
+static int columns_of(const Layout *layout, wchar_t character) {
   return layout->plain ? 1 : wcwidth(character);
 }
 
@@ -85,7 +85,7 @@ static RowText row_text(const Layout *layout, int row) {
 static void write_characters(const wchar_t *characters, size_t length) {
   for (size_t i = 0; i < length; ++i) {
     write_character(characters[i]);
-    drawing.at.column += width_of(&drawing.next, characters[i]);
+    drawing.at.column += columns_of(&drawing.next, characters[i]);
   }
   if (drawing.at.column < screen_columns() || wraps_late() || !wraps()) return;
   drawing.at = {drawing.at.row + 1, 0};
@@ -103,7 +103,7 @@ static void rewrite_up_to(int column) {
   int from = row.column;
   for (size_t i = 0; i < row.length && drawing.at.column < column; ++i) {
     if (from >= drawing.at.column) write_characters(row.characters + i, 1);
-    from += width_of(&drawing.next, row.characters[i]);
+    from += columns_of(&drawing.next, row.characters[i]);
   }
 }
 
@@ -170,7 +170,7 @@ static size_t common_beginning(const RowText *old, const RowText *next) {
 
 static int column_of(const RowText *row, size_t index) {
   int column = row->column;
-  for (size_t i = 0; i < index; ++i) column += width_of(&drawing.next, row->characters[i]);
+  for (size_t i = 0; i < index; ++i) column += columns_of(&drawing.next, row->characters[i]);
   return column;
 }
 
@@ -350,7 +350,7 @@ static void prepare(const Line *line) {
           columns);
   set_text(&drawing.line, line->characters, line->length);
   drawing.cursor = line->cursor;
-  fit_editor_to(drawing.next.row_count);
+  fit_editor_to(drawing.next.row_count, drawing.next.plain);
 }
 
 static bool begins_as_drawn(const Line *line) {
@@ -363,18 +363,19 @@ static bool cursor_is_drawn() {
          drawing.at.column == drawing.shown.cursor.column;
 }
 
-// The common case: a plain character has been added at the end, and the row goes on.
+// The common case: a character has been added at the end, and the row goes on.
 static bool draw_added_character(const Line *line) {
   if (line->length != drawing.line.length + 1 || line->cursor != line->length) return false;
   const wchar_t added = line->characters[line->length - 1];
-  if (drawing.cursor != drawing.line.length || !is_plain(added)) return false;
-  if (drawing.at.column + 2 > screen_columns() || !cursor_is_drawn()) return false;
+  const int width = width_of(added);
+  if (drawing.cursor != drawing.line.length || width == 0 || !cursor_is_drawn()) return false;
+  if (drawing.at.column + width >= screen_columns()) return false;
   if (!begins_as_drawn(line)) return false;
   append_character(&drawing.line, added);
   drawing.cursor = line->cursor;
-  lay_out_next(&drawing.shown, added);
+  lay_out_next(&drawing.shown, added, width);
   write_character(added);
-  ++drawing.at.column;
+  drawing.at.column += width;
   return true;
 }
 

@@ -40,6 +40,7 @@ static void add_column(Layout *layout, wchar_t character, int columns) {
 // --- Characters ----------------------------------------------------------------------------------
 
 static void add_tab(Layout *layout, int columns) {
+  layout->plain = false;
   do add_column(layout, L' ', columns);
   while (last_row(layout)->width % tab_stop != 0);
 }
@@ -48,6 +49,7 @@ static void add_tab(Layout *layout, int columns) {
 // character is a negative one, shown as \U+FFE9.
 static void add_substitute(Layout *layout, wchar_t character, int columns) {
   char substitute[16];
+  layout->plain = false;
   const unsigned code = static_cast<unsigned>(character);
   if (code < 0x80)
     snprintf(substitute, sizeof substitute, "^%c", static_cast<char>(code ^ 0x40));
@@ -73,8 +75,9 @@ static bool add_mark(Layout *layout, wchar_t mark, int columns) {
   return true;
 }
 
-// 0 for a character that is not shown as it is, or takes no column.
-static int width_of(wchar_t character) {
+static bool is_plain(wchar_t character) { return character >= L' ' && character <= L'~'; }
+
+int width_of(wchar_t character) {
   if (is_plain(character)) return 1;
   const auto code = static_cast<wint_t>(character);
   return iswprint(code) != 0 ? std::max(wcwidth(character), 0) : 0;
@@ -145,11 +148,13 @@ void lay_out(Layout *layout, ScreenPosition start, const wchar_t *line, size_t l
   add_characters(layout, line + cursor, length - cursor, columns);
 }
 
-void lay_out_next(Layout *layout, wchar_t character) {
+void lay_out_next(Layout *layout, wchar_t character, int width) {
   append_character(&layout->text, character);
   ScreenRow *row = last_row(layout);
   row->end = layout->text.length;
-  layout->cursor.column = ++row->width;
+  row->width += width;
+  layout->cursor.column = row->width;
+  if (width != 1) layout->plain = false;
 }
 
 void wipe_layout(Layout *layout) {

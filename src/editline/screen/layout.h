@@ -29,7 +29,7 @@ struct Layout {
   ScreenRow *rows;
   int row_count;
   int room;
-  // Each character of the text takes one column.
+  // Each character of the line is shown as it is, in one column.
   bool plain;
   // Where the line begins, and where the cursor is.
   ScreenPosition start;
@@ -41,12 +41,13 @@ struct Layout {
 void lay_out(Layout *layout, ScreenPosition start, const wchar_t *line, size_t length,
              size_t cursor, int columns);
 
-// Adds a plain character at the end of a layout whose cursor is there. Its last row must have two
-// free columns.
-void lay_out_next(Layout *layout, wchar_t character);
+// How many columns a character takes that is shown as it is; 0 for any other, or for one that
+// belongs to the character before it.
+int width_of(wchar_t character);
 
-// Whether the character takes one column whatever the locale: printable ASCII.
-inline bool is_plain(wchar_t character) { return character >= L' ' && character <= L'~'; }
+// Adds a character of that width (1 or 2) at the end of a layout whose cursor is there. It must not
+// fill the row.
+void lay_out_next(Layout *layout, wchar_t character, int width);
 
 // Overwrites and frees the storage.
 void wipe_layout(Layout *layout);

@@ -65,13 +65,18 @@ void follow_screen_size() {
   size.changed = true;
 }
 
-// Two spare rows are needed: one for the cursor after a full row, one for what a key adds. After a
-// change of its size, libedit would write outside of its picture if it did not draw all of it.
-void fit_editor_to(int rows) {
+// Two spare rows are needed: one for the cursor after a full row, one for what a key adds.
+//
+// If only the cursor moves, libedit computes its place by other rules than those by which it drew
+// the line, where that has tabs, wide characters or substitutes. It then counts rows that are not
+// there, and writes outside of its picture. It does so after a change of the size, too. Drawing the
+// whole line again mends both.
+void fit_editor_to(int rows, bool plain) {
   const int rows_of_editor = size.told_rows != 0 ? size.told_rows : size.rows;
   const bool too_low = rows + 1 >= rows_of_editor;
   const bool too_narrow = size.columns < least_columns && size.told_columns == 0;
-  if (!too_low && !too_narrow && !size.changed) return;
+  const bool may_be_lost = size.changed || (!plain && rows > 1);
+  if (!too_low && !too_narrow && !may_be_lost) return;
   if (too_low) tell_editor("li", size.told_rows = rows * 2 + 2);
   if (too_narrow) tell_editor("co", size.told_columns = least_columns);
   size.changed = false;

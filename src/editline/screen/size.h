@@ -13,7 +13,8 @@ void forget_screen_size();
 void follow_screen_size();
 
 // For each change of the line and after follow_screen_size, before the next key is read.
-// Tells libedit that the screen is higher if it could not hold a line of so many rows.
-void fit_editor_to(int rows);
+// Tells libedit that the screen is higher if it could not hold a line of so many rows. `plain` says
+// whether each character of the line takes one column.
+void fit_editor_to(int rows, bool plain);
 
 }  // namespace lineedit
