@@ -199,17 +199,8 @@ void rl_get_screen_size(int *rows, int *cols) {
   if (cols != nullptr) *cols = screen_columns();
 }
 
-static void set_terminal_capability(const char *name, int value) {
-  char digits[16];
-  snprintf(digits, sizeof digits, "%d", value);
-  el_set(editor.el, EL_SETTC, name, digits, nullptr);
-}
-
 void rl_set_screen_size(int rows, int cols) {
-  if (!require_editor()) return;
-  forget_screen_size();
-  set_terminal_capability("li", rows);
-  set_terminal_capability("co", cols);
+  if (require_editor()) set_screen_size(rows, cols);
 }
 
 }  // namespace lineedit

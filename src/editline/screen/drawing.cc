@@ -400,9 +400,18 @@ static void draw_changes(const Line *line) {
     update_rows(top, last_row(top));
 }
 
+static void draw_at_new_size(const Line *line) {
+  move_to_row(drawing.first);
+  clear_from_here();
+  prepare(line);
+  draw_everything();
+}
+
 static void draw(const Line *line) {
   if (drawing.prompt_is_due)
     draw_first_time(line);
+  else if (screen_size_has_changed())
+    draw_at_new_size(line);
   else if (!draw_added_character(line) && !is_drawn(line))
     draw_changes(line);
 }

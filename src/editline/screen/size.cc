@@ -23,7 +23,7 @@ static struct {
   // The size that libedit was told, where that is another, else 0.
   int told_rows;
   int told_columns;
-  // libedit has cleared its picture of the screen.
+  // libedit has cleared its picture of the screen, but not its idea of the cursor's place.
   bool changed;
 } size;
 
@@ -33,6 +33,7 @@ static void tell_editor(const char *name, int value) {
   begin_wiping();
   el_set(editor.el, EL_SETTC, name, digits, nullptr);
   end_wiping();
+  size.changed = true;
 }
 
 static void query_size() {
@@ -56,6 +57,14 @@ void forget_screen_size() {
   if (size.told_columns != 0) tell_editor("co", size.columns);
   size = {};
 }
+
+void set_screen_size(int rows, int columns) {
+  forget_screen_size();
+  tell_editor("li", rows);
+  tell_editor("co", columns);
+}
+
+bool screen_size_has_changed() { return size.changed; }
 
 void follow_screen_size() {
   forget_screen_size();
