@@ -658,7 +658,7 @@ class Shell:
 
     def row(self, number):
         """A row of the screen without the blanks at its end."""
-        return self.screen.display[number].rstrip()
+        return self.screen.row(number).rstrip()
 
     def settings(self):
         """The terminal's settings at this moment."""

@@ -108,3 +108,8 @@ class Model:
         "<up>": lambda self: None,
         "<down>": lambda self: None,
     }
+
+
+def editing_key(model, dice):
+    """One of the keys that the model knows."""
+    return dice.choice([key for key in sorted(model.KEYS) if key != "<ctrl-y>" or model.killed])

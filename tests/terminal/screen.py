@@ -63,11 +63,14 @@ class Screen(pyte.Screen):
 
     @property
     def display(self):
-        """The rows as text."""
-        return ["".join(self._shown(self.buffer[row])) for row in range(self.lines)]
+        return [self.row(number) for number in range(self.lines)]
+
+    def row(self, number):
+        """The text of a row."""
+        return "".join(self._shown(self.buffer[number]))
 
     def _shown(self, cells):
-        """The text of a row, cell by cell.  Half a wide character is blank."""
+        """What the cells show, one by one.  Half a wide character is blank."""
         cell = 0
         while cell < self.columns:
             text = cells[cell].data

@@ -19,7 +19,7 @@ import pytest
 
 from harness import Raised, Returned
 from keys import key_bytes
-from line_model import Model
+from line_model import Model, editing_key
 from screen import Wrapped
 
 SEED = os.environ.get("TAVORIN_KEYS_SEED")
@@ -254,7 +254,7 @@ def known_key(model, dice):
     """A key that the model knows, more often one that adds text."""
     if dice.random() < 0.55:
         return dice.choice(["word ", "another ", "a", "b", "c", " ", "  ", "0123456789" * 3])
-    return dice.choice([key for key in sorted(model.KEYS) if key != "<ctrl-y>" or model.killed])
+    return editing_key(model, dice)
 
 
 class TestKnownKeys:
