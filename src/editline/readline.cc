@@ -21,7 +21,7 @@
 #include "editline/input/signals.h"
 #include "editline/screen/display.h"
 #include "editline/screen/prompt.h"
-#include "editline/screen/rows.h"
+#include "editline/screen/size.h"
 #include "editline/setup.h"
 
 namespace lineedit {
@@ -65,7 +65,6 @@ static char *read_line() {
 
 static void reset_for_line() {
   rl_done = 0;
-  reset_screen();
   reset_keys();
   reset_place_in_history();
   end_text_search();
@@ -78,7 +77,7 @@ char *readline(const char *prompt) {
   if (!require_editor()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
   reset_for_line();
-  show_prompt(prompt != nullptr ? prompt : "");
+  set_prompt(prompt != nullptr ? prompt : "");
   const bool blocked_here = block_signals(nullptr);
   install_signal_handlers();
   char *line = read_line();
@@ -177,7 +176,7 @@ void clear_history() {
 void rl_get_screen_size(int *rows, int *cols) {
   if (!require_editor()) return;
   if (rows != nullptr) *rows = screen_rows();
-  if (cols != nullptr) el_get(editor.el, EL_GETTC, "co", cols);
+  if (cols != nullptr) *cols = screen_columns();
 }
 
 static void set_terminal_capability(const char *name, int value) {
@@ -188,7 +187,7 @@ static void set_terminal_capability(const char *name, int value) {
 
 void rl_set_screen_size(int rows, int cols) {
   if (!require_editor()) return;
-  reset_screen();
+  forget_screen_size();
   set_terminal_capability("li", rows);
   set_terminal_capability("co", cols);
 }

@@ -20,16 +20,20 @@
 #include "editline/commands/readable_history.h"
 #include "editline/commands/settings_file.h"
 #include "editline/input/keys.h"
+#include "editline/screen/drawing.h"
+#include "editline/screen/editor_output.h"
 #include "editline/screen/prompt.h"
-#include "editline/screen/rows.h"
+#include "editline/screen/size.h"
+#include "editline/screen/writer.h"
 
 namespace lineedit {
 
-static wchar_t *current_prompt(EditLine *) { return const_cast<wchar_t *>(prompt_text()); }
+// libedit draws nothing, so it gets no prompt.
+static wchar_t *no_prompt(EditLine *) { return const_cast<wchar_t *>(L""); }
 
 static void wipe_typed_text() {
   wipe_line();
-  wipe_drawn_line();
+  wipe_drawing();
   wipe_typed_line();
   wipe_walk();
   wipe_search();
@@ -45,7 +49,7 @@ static void destroy_editor() {
   if (editor.el != nullptr) {
     if (editor.terminal_is_raw) make_terminal_cooked();
     reset_keys();
-    reset_screen();
+    forget_screen_size();
     set_editing(false);
     el_end(editor.el);
   }
@@ -68,9 +72,10 @@ static void configure_editor(bool echoing) {
   connect_history();
   el_set(editor.el, EL_GETCFN, key_reader());
   set_prompt("");
-  el_wset(editor.el, EL_PROMPT_ESC, current_prompt, L'\001');
+  el_wset(editor.el, EL_PROMPT, no_prompt);
   set_up_keys();
   read_settings_file();
+  query_controls();
   publish_line();
 }
 
@@ -82,7 +87,8 @@ bool set_up_editor() {
 
   TerminalSettings found;
   read_terminal_settings(&found, fileno(rl_instream));
-  editor.el = el_init(rl_readline_name, rl_instream, rl_outstream, stderr);
+  editor.el = el_init_fd(rl_readline_name, rl_instream, editor_stream(), stderr,
+                         fileno(rl_instream), fileno(rl_outstream), fileno(stderr));
   editor.history = history_init();
   const bool has_terminal = found.known && isatty(fileno(rl_outstream)) != 0;
   editor.has_terminal = has_terminal;

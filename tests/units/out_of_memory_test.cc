@@ -14,11 +14,15 @@ static struct {
 } out_of_memory;
 
 extern "C" {
-EditLine *__real_el_init(const char *program, FILE *in, FILE *out, FILE *error);
+EditLine *__real_el_init_fd(const char *program, FILE *in, FILE *out, FILE *error, int in_fd,
+                            int out_fd, int error_fd);
 History *__real_history_init();
 
-EditLine *__wrap_el_init(const char *program, FILE *in, FILE *out, FILE *error) {
-  return out_of_memory.no_editor ? nullptr : __real_el_init(program, in, out, error);
+EditLine *__wrap_el_init_fd(const char *program, FILE *in, FILE *out, FILE *error, int in_fd,
+                            int out_fd, int error_fd) {
+  return out_of_memory.no_editor
+             ? nullptr
+             : __real_el_init_fd(program, in, out, error, in_fd, out_fd, error_fd);
 }
 
 History *__wrap_history_init() {

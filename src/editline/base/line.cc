@@ -18,7 +18,6 @@ static struct {
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
   char *published;
   size_t published_size;
-  bool replaced;
   // The editor's buffer has room for at least this many characters.
   size_t room;
   // Used by grow_line_buffer; kept to reuse their storage.
@@ -56,18 +55,9 @@ void publish_line() {
 
 // --- Changing the line ---------------------------------------------------------------------------
 
-void mark_line_replaced() { edited.replaced = true; }
-
-bool test_and_clear_line_replaced() {
-  const bool replaced = edited.replaced;
-  edited.replaced = false;
-  return replaced;
-}
-
 void move_cursor_to(int position) { el_cursor(editor.el, position - line_cursor()); }
 
 bool insert_at_cursor(const wchar_t *characters) {
-  mark_line_replaced();
   begin_wiping();
   const bool inserted = el_winsertstr(editor.el, characters) == 0;
   end_wiping();
@@ -75,7 +65,6 @@ bool insert_at_cursor(const wchar_t *characters) {
 }
 
 void delete_from_line(int start, int end) {
-  mark_line_replaced();
   move_cursor_to(end);
   el_deletestr(editor.el, end - start);
 }
@@ -93,7 +82,6 @@ static void replace_text(const wchar_t *characters) {
 }
 
 static void replace_line(const wchar_t *characters, size_t cursor) {
-  mark_line_replaced();
   replace_text(characters);
   move_cursor_to(static_cast<int>(cursor));
 }
@@ -104,7 +92,6 @@ static void replace_line(const wchar_t *characters, size_t cursor) {
 static void empty_line() {
   LineInfoW *line = const_cast<LineInfoW *>(el_wline(editor.el));
   line->cursor = line->lastchar = line->buffer;
-  mark_line_replaced();
 }
 
 void set_edited_line(const LineText *line, size_t cursor) {

@@ -23,10 +23,6 @@ void delete_from_line(int start, int end);
 // Updates rl_point, rl_end and rl_line_buffer from the editor's line.
 void publish_line();
 
-// A mark that the layer itself has changed the line.
-bool test_and_clear_line_replaced();
-void mark_line_replaced();
-
 // To be called before each key: keeps libedit's commands from reading and writing outside of the
 // line's buffer.
 void keep_line_in_bounds();

@@ -27,6 +27,12 @@ void append_text(LineText *text, const wchar_t *characters, size_t length) {
   text->characters[text->length] = L'\0';
 }
 
+void append_character(LineText *text, wchar_t character) {
+  make_room(text, text->length + 1);
+  text->characters[text->length++] = character;
+  text->characters[text->length] = L'\0';
+}
+
 void set_text(LineText *text, const wchar_t *characters, size_t length) {
   text->length = 0;
   append_text(text, characters, length);

@@ -15,6 +15,7 @@ struct LineText {
 
 void set_text(LineText *text, const wchar_t *characters, size_t length);
 void append_text(LineText *text, const wchar_t *characters, size_t length);
+void append_character(LineText *text, wchar_t character);
 // Sets the text from NUL-terminated bytes in the current locale's encoding. A byte that is not part
 // of a character becomes a negative character, as the character reader delivers such bytes;
 // encode_line turns it back into the byte.

@@ -32,6 +32,7 @@ static const struct {
 } commands[] = {
     {L"rl_complete", L"Complete through the application's hook", complete},
     {L"rl_digit_argument", L"Begin a repeat count", read_repeat_count},
+    {L"rl_clear_screen", L"Clear the screen, except for the line", clear_screen},
     {L"rl_tstp", L"Send the suspend signal", suspend},
     {L"rl_transpose_chars", L"Exchange two characters", transpose_characters},
     {L"rl_prev_history", L"Go to the next older line", go_to_older_line},
@@ -53,6 +54,7 @@ struct Binding {
 static const Binding bindings[] = {
     {"^I", "rl_complete"},
     {"^Z", "rl_tstp"},
+    {"^L", "rl_clear_screen"},
     // Home and End, as different terminals send them.
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
@@ -202,6 +204,8 @@ static const struct {
     {"ed-search-next-history", "rl_search_next_history"},
     {"em-inc-search-prev", "rl_inc_search_prev"},
     {"em-inc-search-next", "rl_inc_search_next"},
+    {"ed-clear-screen", "rl_clear_screen"},
+    {"ed-redisplay", "rl_clear_screen"},
 };
 
 static const char *replacement_for(const char *name) {

@@ -9,6 +9,7 @@
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
 #include "editline/input/signals.h"
+#include "editline/screen/display.h"
 
 namespace lineedit {
 
@@ -46,6 +47,15 @@ static bool call_completion_hook() {
   return !answered;
 }
 
+// libedit's own completion, which may list names below the line.
+static int complete_file_name(int invoking_key) {
+  begin_output();
+  const int status = _el_fn_complete(editor.el, invoking_key);
+  if (status == CC_REDISPLAY) redraw_line();
+  end_output();
+  return status;
+}
+
 int complete_line_at_cursor(int invoking_key) {
   if (rl_inhibit_completion != 0) {
     const char key[] = {static_cast<char>(invoking_key), '\0'};
@@ -55,7 +65,7 @@ int complete_line_at_cursor(int invoking_key) {
   publish_line();
   rl_completion_invoking_key = invoking_key;
   if (rl_attempted_completion_function != nullptr && !call_completion_hook()) return CC_NORM;
-  return _el_fn_complete(editor.el, invoking_key);
+  return complete_file_name(invoking_key);
 }
 
 unsigned char finish_command(int status) {

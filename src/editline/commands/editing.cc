@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "editline/base/line.h"
+#include "editline/screen/drawing.h"
 
 namespace lineedit {
 
@@ -24,6 +25,12 @@ unsigned char transpose_characters(EditLine *, wint_t) {
   std::swap(characters[cursor - 2], characters[cursor - 1]);
   set_edited_line(&editing.line, cursor);
   return CC_REFRESH;
+}
+
+// libedit's own command would clear the screen, but draw nothing on it.
+unsigned char clear_screen(EditLine *, wint_t) {
+  draw_on_clear_screen();
+  return CC_NORM;
 }
 
 unsigned char suspend(EditLine *, wint_t) {

@@ -13,6 +13,9 @@ unsigned char transpose_characters(EditLine *el, wint_t key);
 // suspend key, as usual, the terminal sends the signal and the editor never sees the key.
 unsigned char suspend(EditLine *el, wint_t key);
 
+// Editor command: clears the screen, and draws prompt and line at its top.
+unsigned char clear_screen(EditLine *el, wint_t key);
+
 // Wipes what was typed, before the next user.
 void wipe_editing();
 

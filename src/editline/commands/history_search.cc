@@ -23,8 +23,6 @@
 #include "editline/base/variables.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
-#include "editline/screen/display.h"
-#include "editline/screen/rows.h"
 
 namespace lineedit {
 
@@ -136,13 +134,6 @@ static bool find(long from) {
 
 // --- The screen ----------------------------------------------------------------------------------
 
-static void draw_in_place(const LineText *line) {
-  move_to_prompt();
-  set_edited_line(line, current()->cursor);
-  fit_screen_to_line();
-  redraw_line();
-}
-
 // Shows the line found, with the row of the pattern below it.
 static void show_search() {
   const SearchState *state = current();
@@ -150,7 +141,7 @@ static void show_search() {
   append_text(&search.shown, state->older ? L"\nbck" : L"\nfwd", 4);
   append_text(&search.shown, state->failed ? L"?" : L":", 1);
   append_text(&search.shown, search.pattern, state->length);
-  draw_in_place(&search.shown);
+  set_edited_line(&search.shown, current()->cursor);
 }
 
 // --- Beginning and ending ------------------------------------------------------------------------
@@ -164,7 +155,7 @@ static void leave_search() {
 // pattern.
 static void leave_search_for_signal() {
   leave_search();
-  draw_in_place(&search.line);
+  set_edited_line(&search.line, current()->cursor);
 }
 
 static void begin_search(bool older) {

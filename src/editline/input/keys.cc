@@ -11,8 +11,7 @@
 #include "editline/base/line.h"
 #include "editline/base/variables.h"
 #include "editline/input/wait.h"
-#include "editline/screen/display.h"
-#include "editline/screen/rows.h"
+#include "editline/screen/drawing.h"
 
 namespace lineedit {
 
@@ -84,7 +83,7 @@ static void run_before_next_key() {
 static int read_key(EditLine *, wchar_t *key) {
   if (keys.before_next != nullptr) run_before_next_key();
   keep_line_in_bounds();
-  if (fit_screen_to_line()) redraw_in_place();
+  update_drawing();
   keys.repeat = 0;
   return rl_getc_function != nullptr ? read_from_hook(key) : read_character(key);
 }

@@ -10,6 +10,8 @@
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
 #include "editline/input/bulk_guard.h"
+#include "editline/screen/drawing.h"
+#include "editline/screen/editor_output.h"
 
 namespace lineedit {
 
@@ -71,12 +73,17 @@ static LineMode line_mode() {
   return editor.has_terminal && editing_is_on() ? LineMode::edited : LineMode::plain;
 }
 
-// Reads through libedit, and notes the mode in which it leaves the terminal.
+// Reads through libedit, which draws nothing, and notes the mode in which it leaves the terminal.
 static const wchar_t *read_in_mode(EditLine *el, int *count) {
   const LineMode mode = line_mode();
   bulk_guard_begin_line(mode);
+  const bool whole_line = !returns_single_characters(el);
+  if (whole_line || !line_is_drawn()) begin_drawing(mode == LineMode::edited);
+  mute_editor(true);
   const wchar_t *line = ::el_wgets(el, count);
-  if (mode == LineMode::edited && editing_is_on() && !returns_single_characters(el))
+  if (mode == LineMode::edited && whole_line) end_drawing(line != nullptr);
+  mute_editor(false);
+  if (mode == LineMode::edited && editing_is_on() && whole_line)
     editor.terminal_is_raw = false;
   return line;
 }

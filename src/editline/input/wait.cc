@@ -12,10 +12,11 @@
 #include "editline/base/kept_descriptor.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
-#include "editline/base/wipe.h"
 #include "editline/input/signals.h"
 #include "editline/screen/display.h"
-#include "editline/screen/rows.h"
+#include "editline/screen/drawing.h"
+#include "editline/screen/editor_output.h"
+#include "editline/screen/size.h"
 
 namespace lineedit {
 
@@ -75,11 +76,13 @@ void unblock_signals() {
 // or jump out of the read. So everything is restored first, and set up again only if it returns.
 static void run_found_disposition(int signo) {
   restore_signal_handlers();
+  mute_editor(false);
   pthread_kill(pthread_self(), signo);
   sigset_t open = waiting.inside;
   sigdelset(&open, signo);
   pthread_sigmask(SIG_SETMASK, &open, nullptr);
   pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+  mute_editor(true);
   install_signal_handlers();
 }
 
@@ -94,11 +97,7 @@ static void restore_raw_terminal() {
 
 static void act_on_display_change(int signo) {
   if (signo == SIGWINCH) {
-    reset_screen();
-    begin_wiping();
-    el_resize(editor.el);
-    end_wiping();
-    fit_screen_to_line();
+    follow_screen_size();
   } else {
     restore_raw_terminal();
   }
@@ -107,7 +106,10 @@ static void act_on_display_change(int signo) {
 }
 
 static void act_on_interruption(int signo) {
-  if (editor.leave_command != nullptr) editor.leave_command();
+  if (editor.leave_command != nullptr) {
+    editor.leave_command();
+    update_drawing();
+  }
   make_terminal_cooked();
   run_found_disposition(signo);
   make_terminal_raw();

@@ -6,11 +6,6 @@ namespace lineedit {
 // Draws prompt and line in the row of the terminal's cursor and below. rl_forced_update_display has
 // the whole contract.
 void redraw_line();
-// Draws prompt and line over the ones on the screen.
-void redraw_in_place();
-// Moves the terminal's cursor up to the prompt's row, for code that changes the line before it
-// redraws it there.
-void move_to_prompt();
 
 // Bracket code that may write to the terminal, such as a completer. begin_output moves the
 // terminal's cursor down to the row in which the line ends, so that output does not overwrite the

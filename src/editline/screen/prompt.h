@@ -1,14 +1,19 @@
-// The prompt, decoded for libedit, which shows its last row and redraws that row with the line.
+// The prompt of the line being read.
 #pragma once
+
+#include "editline/screen/layout.h"
 
 namespace lineedit {
 
-// Writes all rows of `prompt` except the last to the terminal, and makes the last one the editor's
-// prompt. Sequences between \001 and \002 take no columns.
-void show_prompt(const char *prompt);
-// Makes `bytes`, a prompt of one row, the editor's prompt.
-void set_prompt(const char *bytes);
-// The editor's prompt. A sequence that takes no columns has a \001 at both ends.
-const wchar_t *prompt_text();
+// Makes a copy of `prompt`. Sequences between \001 and \002 take no columns.
+void set_prompt(const char *prompt);
+
+// Write all rows of the prompt except the last, and the last one, which is drawn together with the
+// line.
+void write_upper_prompt();
+void write_prompt();
+
+// Where the last row ends, which may itself take several rows of a screen `columns` wide.
+ScreenPosition prompt_end(int columns);
 
 }  // namespace lineedit

@@ -1,0 +1,36 @@
+// What is on the screen of prompt and line, and drawing what has changed. libedit's own drawing is
+// not used: it loses rows and columns where text wraps, or is not one column a character.
+#pragma once
+
+namespace lineedit {
+
+// For a new line, of which nothing is drawn yet. Of a line that is not edited, only the prompt will
+// be drawn.
+void begin_drawing(bool edited);
+
+// Draws what has changed since the last call: before each wait for a key. The first call draws the
+// prompt, too. The terminal's cursor must be where the last call left it.
+void update_drawing();
+// Whether a line is being edited and has been drawn.
+bool line_is_drawn();
+
+// Draws the last changes of a line, and moves the terminal's cursor to its end, or to the row
+// below.
+void end_drawing(bool next_row);
+
+// Draws prompt and line, in the row of the terminal's cursor and below. On a terminal that cannot
+// clear, draws them in a new row.
+void draw_again();
+
+// Clears the screen, and draws the whole prompt and the line at its top.
+void draw_on_clear_screen();
+
+// Moves the terminal's cursor to the row in which the line ends. Returns whether it was in another.
+bool move_below_line();
+// Whether prompt and line take more than one row.
+bool fills_several_rows();
+
+// Wipes what was drawn, before the next user.
+void wipe_drawing();
+
+}  // namespace lineedit

@@ -1,0 +1,81 @@
+// libedit 3.1-20221030 keeps a picture of the screen, in which it draws although nothing of it is
+// shown. It forgets the upper rows of a line that is higher than the screen, loses track of the
+// cursor's row, and may then write the next character through a null pointer. On a screen that is
+// narrower than the widest character (8 columns) it counts too few rows. So it is told that such a
+// screen is larger.
+#include "editline/screen/size.h"
+
+#include <histedit.h>
+
+#include <cstdio>
+
+#include "editline/base/editor.h"
+#include "editline/base/wipe.h"
+
+namespace lineedit {
+
+static constexpr int least_columns = 16;
+
+static struct {
+  // The real size; unknown while `columns` is 0.
+  int rows;
+  int columns;
+  // The size that libedit was told, where that is another, else 0.
+  int told_rows;
+  int told_columns;
+  // libedit has cleared its picture of the screen.
+  bool changed;
+} size;
+
+static void tell_editor(const char *name, int value) {
+  char digits[16];
+  snprintf(digits, sizeof digits, "%d", value);
+  begin_wiping();
+  el_set(editor.el, EL_SETTC, name, digits, nullptr);
+  end_wiping();
+}
+
+static void query_size() {
+  if (size.columns != 0) return;
+  el_get(editor.el, EL_GETTC, "li", &size.rows);
+  el_get(editor.el, EL_GETTC, "co", &size.columns);
+}
+
+int screen_rows() {
+  query_size();
+  return size.rows;
+}
+
+int screen_columns() {
+  query_size();
+  return size.columns;
+}
+
+void forget_screen_size() {
+  if (size.told_rows != 0) tell_editor("li", size.rows);
+  if (size.told_columns != 0) tell_editor("co", size.columns);
+  size = {};
+}
+
+void follow_screen_size() {
+  forget_screen_size();
+  begin_wiping();
+  el_resize(editor.el);
+  end_wiping();
+  size.changed = true;
+}
+
+// Two spare rows are needed: one for the cursor after a full row, one for what a key adds. After a
+// change of its size, libedit would write outside of its picture if it did not draw all of it.
+void fit_editor_to(int rows) {
+  const int rows_of_editor = size.told_rows != 0 ? size.told_rows : size.rows;
+  const bool too_low = rows + 1 >= rows_of_editor;
+  const bool too_narrow = size.columns < least_columns && size.told_columns == 0;
+  if (!too_low && !too_narrow && !size.changed) return;
+  if (too_low) tell_editor("li", size.told_rows = rows * 2 + 2);
+  if (too_narrow) tell_editor("co", size.told_columns = least_columns);
+  size.changed = false;
+  el_set(editor.el, EL_REFRESH);
+}
+
+}  // namespace lineedit
