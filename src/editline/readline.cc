@@ -8,6 +8,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/locale.h"
 #include "editline/base/terminal.h"
 #include "editline/base/text.h"
 #include "editline/commands/bindings.h"
@@ -76,12 +77,14 @@ static void reset_for_line() {
 char *readline(const char *prompt) {
   if (!require_editor()) return nullptr;
   if (rl_instream == nullptr) return nullptr;
+  enter_editor_locale();
   reset_for_line();
   set_prompt(prompt != nullptr ? prompt : "");
   const bool blocked_here = block_signals(nullptr);
   install_signal_handlers();
   char *line = read_line();
   restore_signal_handlers();
+  leave_editor_locale();
   if (blocked_here) unblock_signals();
   return line;
 }
@@ -99,29 +102,40 @@ int rl_delete_text(int start, int end) {
   if (!require_editor()) return 0;
   start = clamp_to_line(start);
   end = clamp_to_line(end);
+  const bool entered = enter_editor_locale();
   delete_from_line(start, end);
   publish_line();
+  if (entered) leave_editor_locale();
   return end - start;
 }
 
 int rl_insert_text(const char *text) {
   if (text == nullptr || *text == '\0') return 0;
   if (!require_editor()) return 0;
+  const bool entered = enter_editor_locale();
   if (rl_point >= 0 && rl_point <= line_length()) move_cursor_to(rl_point);
   decode_text(&calls.inserted, text);
-  if (!insert_at_cursor(calls.inserted.characters)) return 0;
-  publish_line();
-  return static_cast<int>(strlen(text));
+  const bool inserted = insert_at_cursor(calls.inserted.characters);
+  if (inserted) publish_line();
+  if (entered) leave_editor_locale();
+  return inserted ? static_cast<int>(strlen(text)) : 0;
 }
 
 void rl_forced_update_display() {
-  if (require_editor()) redraw_line();
+  if (!require_editor()) return;
+  const bool entered = enter_editor_locale();
+  redraw_line();
+  if (entered) leave_editor_locale();
 }
 
 // --- Completion and keys -------------------------------------------------------------------------
 
 int rl_complete(int, int invoking_key) {
-  return require_editor() ? complete_line_at_cursor(invoking_key) : CC_ERROR;
+  if (!require_editor()) return CC_ERROR;
+  const bool entered = enter_editor_locale();
+  const int status = complete_line_at_cursor(invoking_key);
+  if (entered) leave_editor_locale();
+  return status;
 }
 
 int rl_insert(int count, int key) {
@@ -133,7 +147,11 @@ int rl_insert(int count, int key) {
 static bool is_key(int key) { return key >= 0 && key < 256; }
 
 int rl_parse_and_bind(const char *line) {
-  return require_editor() && run_editor_command(line) == 0 ? 0 : 1;
+  if (!require_editor()) return 1;
+  const bool entered = enter_editor_locale();
+  const int result = run_editor_command(line);
+  if (entered) leave_editor_locale();
+  return result == 0 ? 0 : 1;
 }
 
 int rl_bind_key(int key, rl_command_func_t *function) {
@@ -146,7 +164,9 @@ int rl_bind_key(int key, rl_command_func_t *function) {
 int rl_add_defun(const char *name, rl_command_func_t *function, int key) {
   if (!is_key(key)) return -1;
   if (!require_editor()) return -1;
+  const bool entered = enter_editor_locale();
   add_application_command(name, function, key);
+  if (entered) leave_editor_locale();
   return 0;
 }
 

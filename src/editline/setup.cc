@@ -9,6 +9,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/locale.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
 #include "editline/base/wipe.h"
@@ -81,6 +82,8 @@ static void configure_editor(bool echoing) {
 
 bool set_up_editor() {
   destroy_editor();
+  choose_editor_locale();
+  const bool entered = enter_editor_locale();
   restore_terminal_at_exit();
   if (rl_instream == nullptr) rl_instream = stdin;
   if (rl_outstream == nullptr) rl_outstream = stdout;
@@ -99,6 +102,7 @@ bool set_up_editor() {
   else
     destroy_editor();
   if (has_terminal) restore_terminal_settings(&found);
+  if (entered) leave_editor_locale();
   return made;
 }
 

@@ -230,6 +230,7 @@ static void set_up() {
   start_thread(watch_progress);
   setenv("TERM", "xterm", 1);
   setenv("HOME", "/nonexistent", 1);
+  setenv("LC_ALL", "C", 1);
   struct sigaction action = {};
   action.sa_handler = [](int) {};
   sigaction(SIGQUIT, &action, nullptr);
@@ -239,13 +240,16 @@ static void set_up() {
   rl_attempted_completion_function = complete;
 }
 
-// The low bits of the first byte choose the locale, the window and whether the editor is a new one.
+// The low bits of the first byte choose the locale, the window and whether the editor is a new one,
+// as it is for each new locale.
 static void begin(int how) {
   static const int windows[][2] = {{24, 80}, {24, 80}, {3, 10}, {0, 0}};
-  setlocale(LC_ALL, (how & 1) != 0 ? "C" : "C.UTF-8");
+  const char *locale = (how & 1) != 0 ? "C" : "C.UTF-8";
+  const bool same_locale = strcmp(setlocale(LC_ALL, nullptr), locale) == 0;
+  setlocale(LC_ALL, locale);
   const int *window = windows[(how >> 1) & 3];
   set_window(window[0], window[1]);
-  if ((how & 0x38) == 0 || get_history() == nullptr) {
+  if ((how & 0x38) == 0 || get_history() == nullptr || !same_locale) {
     rl_initialize();
     rl_parse_and_bind("bind ? rl_complete");
   }

@@ -80,12 +80,13 @@ class Screen(pyte.Screen):
             cell += 2 if whole else 1
 
 
-def drawn(character):
+def _drawn(character, is_first):
     """What the editor draws for a character: itself, or what stands for it."""
     code = ord(character)
     if code < 0x20 or code == 0x7F:
         return "^" + chr(code ^ 0x40)
-    if is_printable(character):
+    # A mark that has nothing before it is shown for itself.
+    if is_printable(character) and (width(character) > 0 or not is_first):
         return character
     # A byte that is no part of a character is a character of its own, with a negative code.
     if 0xDC80 <= code <= 0xDCFF:
@@ -97,19 +98,20 @@ class Wrapped:
     """`text`, the prompt included, as it fills rows of `columns`, with the cursor at `position`.
 
     A wide character that the last column has no room for goes to the next row.  A mark stands with
-    the character before it.
+    the character before it, which may be the last one in a full row.  The line begins at `start`.
     """
 
-    def __init__(self, text, columns, position=None):
+    def __init__(self, text, columns, position=None, start=0):
         self._columns = columns
         self._filled = 0    # columns of the last row
         self.rows = [""]
         self.cursor = None
         for number, character in enumerate(text):
+            shown = self._blanks() if character == "\t" else _drawn(character, number == start)
             # The cursor leaves a full row for the next one at once.
             if number == position:
-                self.cursor = self._place_of(drawn(character)[0])
-            for each in self._blanks() if character == "\t" else drawn(character):
+                self.cursor = self._place_of(shown[0])
+            for each in shown:
                 self._add(each)
         if self._filled == columns:
             self._begin_row()

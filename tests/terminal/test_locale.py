@@ -153,6 +153,16 @@ class TestInCallbacks:
         assert shell.next_report("in a completion")["seen"] == expected
         assert shell.do("seen()") == expected
 
+    def test_in_a_completion_that_binds_keys(self, terminal, locale_folder, variables, encoding):
+        shell = start(terminal, dict(variables, LOCPATH=locale_folder), encoding=encoding)
+        shell.do("def binding(key, line, position):\n"
+                 "    Tavorin.keyBindingsEnabledIs(True)\n"
+                 "    return completer(key, line, position)")
+        shell.begin_line(call="Tavorin.readline('> ', binding)")
+        shell.type("привет<tab>!<enter>")
+        assert as_bytes(shell.outcome().value) == "привет-!".encode(encoding)
+        assert shell.next_report("in a completion")["seen"] == IN_C
+
     def test_a_question_of_the_shell_s_own(self, terminal, locale_folder, variables, encoding):
         shell = start(terminal, dict(variables, LOCPATH=locale_folder), encoding=encoding)
         shell.do("Tavorin.keyBindingsEnabledIs(True)")

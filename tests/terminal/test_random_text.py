@@ -126,7 +126,8 @@ def test_the_line_that_comes_back(start):
 @pytest.mark.parametrize("columns", [13, 20, 80])
 def test_what_the_screen_shows_meanwhile(start, columns):
     def check(prompt, model):
-        Wrapped(prompt + model.text, columns, len(prompt) + model.cursor).wait(shell)
+        Wrapped(prompt + model.text, columns, len(prompt) + model.cursor,
+                start=len(prompt)).wait(shell)
     shell = start(columns)
     for seed in seeds():
         edit_a_line(shell, seed, check)

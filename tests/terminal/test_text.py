@@ -63,7 +63,8 @@ def begin(shell, arguments=""):
 
 def wait_for_line(shell, text, position=None):
     """Wait until the line stands behind the prompt, with the cursor at its end or `position`."""
-    Wrapped("> " + text, shell.screen.columns, None if position is None else 2 + position).wait(shell)
+    Wrapped("> " + text, shell.screen.columns, None if position is None else 2 + position,
+            start=2).wait(shell)
 
 
 def take_line(shell):
@@ -167,10 +168,12 @@ class TestText:
         assert shell.outcome() == Returned(text)
 
     def test_in_a_prompt(self, terminal, text):
+        """Codes without a form are left out there."""
         shell = start(terminal)
-        shell.begin_line(call="Tavorin.readline(%r)" % (text + "> ").encode())
+        shell.begin_line(call="Tavorin.readline(%r)" % ("x" + text + "> ").encode())
+        prompt = "x" + "".join(filter(is_printable, text)) + "> "
         shell.type("<ctrl-l>añb<left>")
-        Wrapped(text + "> añb", shell.screen.columns, len(text) + 4).wait(shell)
+        Wrapped(prompt + "añb", 80, len(prompt) + 2, start=len(prompt)).wait(shell)
         assert take_line(shell) == "añb".encode()
 
 
@@ -474,7 +477,7 @@ ALL_OLDER = "<up>" * len(LINES)
 
 SEARCHES = [
     # keys, the pattern below the line (None without one), the line found, the cursor in it
-    ("<ctrl-r>ü", "bck:ü", LINES[0], 13),
+    ("<ctrl-r>ü", "bck:ü", LINES[0], 20),
     ("<ctrl-r>привет", "bck:привет", LINES[1], 5),
     ("<ctrl-r>本", "bck:本", LINES[2], 6),
     ("<ctrl-r>😀", "bck:😀", LINES[3], 7),
@@ -483,7 +486,7 @@ SEARCHES = [
     ("<ctrl-r>р<ctrl-r>", "bck:р", LINES[1], 6),
     ("<ctrl-r>мирx<backspace><backspace>", "bck:ми", LINES[1], 12),
     ("<ctrl-r>–<ctrl-w>", "bck:–Süd", LINES[0], 18),
-    ("<ctrl-r>есть", "bck?есть", LINES[1], 8),
+    ("<ctrl-r>есть", "bck?есть", LINES[1], 9),
     (ALL_OLDER + "<ctrl-s>本", "fwd:本", LINES[2], 6),
     (ALL_OLDER + "<ctrl-s>и", "fwd:и", LINES[1], 7),
     ("Zu\u0308<meta-p>", None, LINES[4], None),
@@ -496,8 +499,10 @@ SEARCHES = [
 
 @pytest.mark.parametrize("keys, pattern, line, position", SEARCHES,
                          ids=[row[0].replace(ALL_OLDER, "all older, ") for row in SEARCHES])
-def test_a_search(terminal, keys, pattern, line, position):
-    shell = start(terminal, settings={"IXON": False})
+def test_a_search(terminal, tmp_path, keys, pattern, line, position):
+    (tmp_path / "settings").write_text("bind ^S em-inc-search-next\n")
+    shell = start(terminal, variables={"EDITRC": str(tmp_path / "settings")},
+                  settings={"IXON": False})
     for each in LINES:
         shell.do("Tavorin.addHistory(%r, 'exec', '')" % each.encode())
     begin(shell, ", None, 'exec'")
@@ -521,7 +526,7 @@ def eight_bit_environments():
                     "locale.setlocale(locale.LC_CTYPE, %r)" % name))]
 
 
-EIGHT_BIT_TEXTS = {"ISO-8859-1": "Müller ¿Qué? ø ° ² ³ î ð Î Ð Ø", "ISO-8859-15": "5 €, Œuvre",
+EIGHT_BIT_TEXTS = {"ISO-8859-1": "Müller ¿Qué ø ° ² ³ î ð Î Ð Ø", "ISO-8859-15": "5 €, Œuvre",
                    "KOI8-R": "привет, Ёжик ─│█"}
 
 

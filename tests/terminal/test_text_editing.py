@@ -24,7 +24,8 @@ def begin(shell):
 
 
 def wait_for(shell, text, position):
-    Wrapped(PROMPT + text, shell.screen.columns, len(PROMPT) + position).wait(shell)
+    Wrapped(PROMPT + text, shell.screen.columns, len(PROMPT) + position,
+            start=len(PROMPT)).wait(shell)
 
 
 # --- Key by key
@@ -225,9 +226,9 @@ def test_behind_a_prompt_of_such_text(terminal, prompt, text):
     shell = start(terminal, COLUMNS)
     shell.begin_line(call="Tavorin.readline(%r)" % prompt.encode())
     shell.type("<ctrl-l>" + text)
-    Wrapped(prompt + text, COLUMNS).wait(shell)
+    Wrapped(prompt + text, COLUMNS, start=len(prompt)).wait(shell)
     shell.type("<ctrl-a>é")
-    Wrapped(prompt + "é" + text, COLUMNS, len(prompt) + 1).wait(shell)
+    Wrapped(prompt + "é" + text, COLUMNS, len(prompt) + 1, start=len(prompt)).wait(shell)
     shell.type("<enter>")
     assert shell.outcome() == Returned("é" + text)
 

@@ -2,9 +2,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 
 #include "editline/readline.h"
 #include "layer_harness.h"
@@ -236,10 +238,7 @@ static const struct {
 } harmless_keys[] = {
     {"Meta-x", "\033x\"\n", "\""},
     {"Meta-X", "\033X\"\n", "\""},
-    {"Meta-x as a byte", "\370\"\n", "\""},
-    {"Meta-X as a byte", "\330\"\n", "\""},
     {"Meta-Ctrl-underscore", repeated("ab \033\037", 2000) + "\n", repeated("ab ", 2000)},
-    {"Meta-Ctrl-underscore as a byte", repeated("ab \237", 2000) + "\n", repeated("ab ", 2000)},
 };
 
 LAYER_TEST(HarmlessKeys, LeaveTheLineAsItIs) {
@@ -247,4 +246,79 @@ LAYER_TEST(HarmlessKeys, LeaveTheLineAsItIs) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(read_line({row.keys}), row.line);
   }
+}
+
+// --- Bytes above 127 -----------------------------------------------------------------------------
+
+// In the C locale they are Meta keys.
+static const struct {
+  const char *name;
+  std::string keys;
+  std::string line;
+} meta_bytes[] = {
+    {"Meta-b", "one two\342|\n", "one |two"},
+    {"Meta-p", "nee\360|\n", "needle|"},
+    {"Meta-P", "nee\320|\n", "needle|"},
+    {"Meta-n", "nee\360\356|\n", "nee|"},
+    {"Meta-N", "nee\360\316|\n", "nee|"},
+    {"Meta-3", "\263x\n", "xxx"},
+    {"Meta-x", "\370\"\n", "\""},
+    {"Meta-X", "\330\"\n", "\""},
+    {"Meta-Ctrl-underscore", repeated("ab \237", 2000) + "\n", repeated("ab ", 2000)},
+};
+
+LAYER_TEST(HighBytes, AreMetaKeysInTheCLocale) {
+  setlocale(LC_ALL, "C");
+  add_history("needle");
+  for (const auto &row : meta_bytes) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(read_line({row.keys}), row.line);
+  }
+}
+
+static std::string encoded(wchar_t first, wchar_t last) {
+  std::string all;
+  for (wchar_t character = first; character <= last; ++character) {
+    char bytes[16] = {};
+    mbstate_t shift = {};
+    all.append(bytes, wcrtomb(bytes, character, &shift));
+  }
+  return all;
+}
+
+static void use_settings_line(const char *line) { EXPECT_EQ(rl_parse_and_bind(line), 0); }
+
+// The characters whose codes libedit looks up in its key map, and the bytes that are no character,
+// which it looks up too.
+LAYER_TEST(HighBytes, InsertThemselvesInEveryOtherLocale) {
+  const std::string characters = encoded(0x80, 0x17f);
+  std::string bytes;
+  for (int byte = 0x80; byte < 0xff; ++byte) bytes += static_cast<char>(byte) + std::string("-");
+  for (const char *settings : {"settc li 24", "bind -e", "bind -v", "bind -e"}) {
+    SCOPED_TRACE(settings);
+    use_settings_line(settings);
+    EXPECT_EQ(read_line({characters, "\n"}), characters);
+    EXPECT_EQ(read_line({bytes, "\n"}), bytes);
+  }
+}
+
+LAYER_TEST(HighBytes, ThatTheUserHasBoundStayBound) {
+  use_settings_line("bind \"\\344\" ed-move-to-beg");
+  EXPECT_EQ(read_line({"baä|\n"}), "|ba");
+}
+
+// libedit would bind the key that has their low byte: this one, Ctrl-A.
+LAYER_TEST(HighBytes, NoKeyIsBoundInPlaceOfACharacter) {
+  for (const char *line : {"bind ā ed-move-to-end", "bind -s ā text", "bind āx ed-move-to-end",
+                           "bind -r ā", "bind -a ā ed-move-to-end"})
+    EXPECT_EQ(rl_parse_and_bind(line), 1) << line;
+  EXPECT_EQ(read_line({"ab\001|ā\n"}), "|āab");
+}
+
+// They have the low byte of a key that runs a command of the application.
+LAYER_TEST(HighBytes, OfACharacterRunNothing) {
+  EXPECT_EQ(rl_add_defun("note-7", note_key, 7), 0);
+  use_settings_line("bind \"\\eć\" note-7");
+  EXPECT_EQ(read_line({"a\033ćb\n"}), "ab");
+  EXPECT_EQ(calls[7], 0);
 }

@@ -188,6 +188,12 @@ LAYER_TEST(Completion, InhibitedInsertsTheKeyAndRecordsNothing) {
   EXPECT_EQ(rl_completion_invoking_key, 0);
 }
 
+LAYER_TEST(Completion, InhibitedInsertsACharacterOfSeveralBytesToo) {
+  rl_inhibit_completion = 1;
+  EXPECT_EQ(rl_parse_and_bind("bind \"\\351\" rl_complete"), 0);
+  EXPECT_EQ(read_line({"abé|\n"}), "abé|");
+}
+
 LAYER_TEST(Completion, InhibitedReturnsTheRefreshStatus) {
   rl_completion_invoking_key = 'k';
   rl_inhibit_completion = 1;

@@ -11,6 +11,7 @@ using namespace lineedit;
 #define next_word "\027"     // ^W
 #define give_up "\007"       // ^G
 #define escape "\033"
+#define quote "\026"
 
 static void record(const std::vector<const char *> &lines) {
   for (const char *line : lines) add_history(line);
@@ -315,4 +316,15 @@ LAYER_TEST(Search, IsForCharactersOfSeveralBytes) {
   pty_start_typing(&terminal, {{"> ", search_older "f\303\251\006|\n"}});
   EXPECT_EQ(read_next_line(), "caf|\303\251 au lait");
   EXPECT_TRUE(pty_finish_typing());
+}
+
+LAYER_TEST(Search, IsForBytesThatAreNoCharacterToo) {
+  record({"one \370 two", "one x two"});
+  EXPECT_EQ(read_line({search_older "e \370" escape, "|\n"}), "on|e \370 two");
+  EXPECT_EQ(read_line({search_older "\370\177x" escape, "|\n"}), "one |x two");
+}
+
+LAYER_TEST(Search, AQuotedCharacterEndsIt) {
+  record({"one two"});
+  EXPECT_EQ(read_line({search_older "two" quote "é|\n"}), "one é|two");
 }

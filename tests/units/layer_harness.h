@@ -24,7 +24,8 @@ void run_in_own_session(void (*body)());
   TEST(suite, name) { run_in_own_session(suite##_##name); } \
   static void suite##_##name()
 
-// The terminal of the running test: 24 rows, 80 columns, TERM=xterm, locale C.UTF-8.
+// The terminal of the running test: 24 rows, 80 columns, TERM=xterm. The test has set the locale
+// C.UTF-8; the environment's is C.
 extern Pty terminal;
 
 // Starts `child` in a process group of its own, in the foreground of the terminal or in its

@@ -1,6 +1,8 @@
 // Repeat counts.
 #include "editline/commands/repeat_count.h"
 
+#include <clocale>
+
 #include "editline/readline.h"
 #include "layer_harness.h"
 
@@ -11,7 +13,16 @@ LAYER_TEST(RepeatCount, IsTakenByKeys) {
   EXPECT_EQ(read_line({"\03312xy\n"}), "xxxxxxxxxxxxy");
   EXPECT_EQ(read_line({"abcdef\0332\002|\n"}), "abcd|ef");
   EXPECT_EQ(read_line({"one two three\0332\033b|\n"}), "one |two three");
+}
+
+LAYER_TEST(RepeatCount, IsTakenFromMetaBytesInTheCLocale) {
+  setlocale(LC_ALL, "C");
   EXPECT_EQ(read_line({"\2632x\n"}), repeated("x", 32));
+  EXPECT_EQ(read_line({"\0331\2622x\n"}), repeated("x", 122));
+}
+
+LAYER_TEST(RepeatCount, IsForCharactersAndForBytesThatAreNone) {
+  EXPECT_EQ(read_line({"\0332²\0333\262\0332€\n"}), "²²\262\262\262€€");
 }
 
 // libedit alone takes a million, and then needs seconds and hundreds of megabytes.
@@ -55,7 +66,6 @@ LAYER_TEST(RepeatCount, IsTakenWhereLibeditTakesOne) {
 
 LAYER_TEST(RepeatCount, InSeveralKeys) {
   EXPECT_EQ(read_line({"\0331\0332x\n"}), repeated("x", 12));
-  EXPECT_EQ(read_line({"\0331\2622x\n"}), repeated("x", 122));
   EXPECT_EQ(read_line({"\0339\0339\0339\0339\0339\0339x\n"}), repeated("x", 9999));
 }
 

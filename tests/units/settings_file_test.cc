@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdlib>
 
 #include "editline/readline.h"
@@ -128,6 +129,7 @@ LAYER_TEST(UserSettings, ADigitThatTheUserHasBoundBeginsNoCount) {
 }
 
 LAYER_TEST(UserSettings, ACountLeavesWhatTheUserHasBoundToADigit) {
+  setlocale(LC_ALL, "C");  // where a digit's byte begins a count, too
   use_settings("bind ^[5 ed-move-to-beg\n");
   EXPECT_EQ(read_line({"\265x\n"}), "xxxxx");
   EXPECT_EQ(read_line({"abc\0335Z\n"}), "Zabc");

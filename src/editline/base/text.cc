@@ -50,24 +50,28 @@ void wipe_bytes(char **bytes) {
   *bytes = nullptr;
 }
 
+size_t decode_character(wchar_t *character, const char *bytes, size_t size) {
+  constexpr wchar_t last_character = 0x10ffff;
+  mbstate_t shift = {};
+  const size_t used = mbrtowc(character, bytes, size, &shift);
+  return used <= size && *character > last_character ? static_cast<size_t>(-1) : used;
+}
+
 void decode_text(LineText *text, const char *bytes) {
   const size_t size = strlen(bytes);
   make_room(text, size);
   const char *const end = bytes + size;
   wchar_t *out = text->characters;
-  mbstate_t shift = {};
   while (bytes < end) {
     if (static_cast<signed char>(*bytes) >= 0) {
       *out++ = *bytes++;
       continue;
     }
-    const size_t used = mbrtowc(out, bytes, static_cast<size_t>(end - bytes), &shift);
-    if (used <= MB_LEN_MAX) {
+    const size_t used = decode_character(out, bytes, static_cast<size_t>(end - bytes));
+    if (used <= MB_LEN_MAX)
       bytes += used;
-    } else {
+    else
       *out = static_cast<signed char>(*bytes++);
-      shift = {};
-    }
     ++out;
   }
   *out = L'\0';

@@ -13,6 +13,11 @@ struct LineText {
   size_t room;
 };
 
+// Decodes the first of `size` bytes. Returns as mbrtowc does. Bytes that stand for no character of
+// Unicode are no character, though the C library may decode them: libedit ends the process when it
+// encodes the largest of them.
+size_t decode_character(wchar_t *character, const char *bytes, size_t size);
+
 void set_text(LineText *text, const wchar_t *characters, size_t length);
 void append_text(LineText *text, const wchar_t *characters, size_t length);
 void append_character(LineText *text, wchar_t character);

@@ -31,7 +31,7 @@ extern FILE *rl_outstream;
 // The application's name, which selects conditional lines of the user's editrc. Read by
 // rl_initialize.
 extern const char *rl_readline_name;
-// The source of keys. Null means the layer's own reader, which decodes multi-byte characters.
+// The source of bytes, from which the layer makes characters. Null means the layer's own reader.
 extern rl_getc_func_t *rl_getc_function;
 // The line being edited, as bytes in the current locale, NUL-terminated. Owned by the layer, valid
 // until the next call that publishes the line. Never null after rl_initialize.

@@ -6,10 +6,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
+#include <cwctype>
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/locale.h"
 #include "editline/base/terminal.h"
+#include "editline/base/text.h"
 #include "editline/base/variables.h"
 #include "editline/commands/completion.h"
 #include "editline/commands/editing.h"
@@ -80,31 +84,34 @@ static const Binding bindings[] = {
     {"^N", "rl_next_history"},
     {"\\e[B", "rl_next_history"},
     {"\\eOB", "rl_next_history"},
-    // Meta-p and Meta-n, also with a capital letter: after an Escape, and with the eighth bit set.
+    // Meta-p and Meta-n, also with a capital letter.
     {"\\ep", "rl_search_prev_history"},
     {"\\eP", "rl_search_prev_history"},
-    {"\\360", "rl_search_prev_history"},
-    {"\\320", "rl_search_prev_history"},
     {"\\en", "rl_search_next_history"},
     {"\\eN", "rl_search_next_history"},
+};
+
+// The same keys with the eighth bit set, where bytes above 127 are Meta keys.
+static const Binding meta_byte_bindings[] = {
+    {"\\360", "rl_search_prev_history"},
+    {"\\320", "rl_search_prev_history"},
     {"\\356", "rl_search_next_history"},
     {"\\316", "rl_search_next_history"},
 };
 
-// Emacs keys that are unbound because they crash libedit 3.1-20221030. It binds each Meta key
-// twice: with the eighth bit set, and after an Escape.
+// Emacs keys that are unbound because they crash libedit 3.1-20221030.
 static const char *const removed_emacs_keys[] = {
     // Meta-x and Meta-X ask for an editor command. If the command is a lone quote, libedit reads
     // beyond its end: SIGSEGV.
-    "\\370",
     "\\ex",
-    "\\330",
     "\\eX",
     // Meta-Ctrl-underscore copies the word before the cursor without checking the room left in the
     // buffer. Repeated on a growing line, it writes past the buffer.
-    "\\237",
     "\\e\\037",
 };
+
+// The same keys with the eighth bit set.
+static const char *const removed_meta_bytes[] = {"\\370", "\\330", "\\237"};
 
 // Keys of vi's command mode.
 static const Binding vi_command_bindings[] = {
@@ -132,7 +139,6 @@ static void bind_emacs_digits() {
     char key[8];
     snprintf(key, sizeof key, "\\e%c", digit);
     el_set(editor.el, EL_BIND, key, "rl_digit_argument", nullptr);
-    bind_key_to_command(0x80 + digit, "rl_digit_argument");
   }
 }
 
@@ -142,8 +148,28 @@ static void bind_vi_digits() {
     el_set(editor.el, EL_BIND, "-a", key, "rl_digit_argument", nullptr);
 }
 
+static void bind_meta_bytes() {
+  for (int digit = '0'; digit <= '9'; ++digit)
+    bind_key_to_command(0x80 + digit, "rl_digit_argument");
+  for (const Binding &binding : meta_byte_bindings)
+    el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
+  for (const char *key : removed_meta_bytes) el_set(editor.el, EL_BIND, "-r", key, nullptr);
+}
+
+// libedit looks up the characters below 256 in its key map, and the bytes that are no character. In
+// emacs's map it makes only printable characters insert themselves; in the map of vi's insert mode
+// all of them do.
+static void bind_high_codes_to_themselves() {
+  for (int code = 0x80; code <= 0xff; ++code)
+    if (iswprint(static_cast<wint_t>(code)) == 0) bind_key_to_command(code, "ed-insert");
+}
+
 static void bind_emacs_keys() {
   bind_emacs_digits();
+  if (bytes_are_meta_keys())
+    bind_meta_bytes();
+  else
+    bind_high_codes_to_themselves();
   for (const Binding &binding : bindings)
     el_set(editor.el, EL_BIND, binding.keys, binding.command, nullptr);
   if (!is_terminal_editing_key(fileno(rl_instream), 'T' & 0x1f))
@@ -244,9 +270,19 @@ static bool resets_keys(const char **options) {
   return false;
 }
 
+// Whether a key begins with a character beyond the 256 of the key map. libedit 3.1-20221030 would
+// bind the one that has its low byte.
+static bool is_beyond_key_map(const char **options) {
+  while (*options != nullptr && **options == '-') ++options;
+  wchar_t character = L'\0';
+  if (*options != nullptr) decode_character(&character, *options, strlen(*options));
+  return character > 0xff;
+}
+
 static int run_words(int count, const char **words) {
   if (count == 0) return 1;
   const bool binds = is_bind(words[0]);
+  if (binds && is_beyond_key_map(words + 1)) return 1;
   if (binds && count == 3) note_binding(words);
   const int result = el_parse(editor.el, count, words);
   if (binds && resets_keys(words + 1)) bind_default_keys();
@@ -269,10 +305,13 @@ void bind_key_to_itself(int key) {
 }
 
 static unsigned char run_application_command(EditLine *, wint_t key) {
-  rl_command_func_t *function = application.functions[key & 0xff];
+  // A sequence may end with any character; a byte that is none is negative.
+  const int code = static_cast<int>(key);
+  rl_command_func_t *function =
+      code >= -0x80 && code <= 0xff ? application.functions[code & 0xff] : nullptr;
   if (function == nullptr) return CC_ERROR;
   publish_line();
-  function(1, static_cast<int>(key));
+  function(1, code);
   return finish_command(CC_NORM);
 }
 

@@ -58,8 +58,8 @@ static int complete_file_name(int invoking_key) {
 
 int complete_line_at_cursor(int invoking_key) {
   if (rl_inhibit_completion != 0) {
-    const char key[] = {static_cast<char>(invoking_key), '\0'};
-    el_insertstr(editor.el, key);
+    const wchar_t key[] = {static_cast<wchar_t>(invoking_key), L'\0'};
+    insert_at_cursor(key);
     return CC_REFRESH;
   }
   publish_line();

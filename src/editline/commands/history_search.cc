@@ -20,6 +20,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/locale.h"
 #include "editline/base/variables.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
@@ -306,9 +307,11 @@ void note_key_inserts(int key, bool inserts) {
   if (key > ' ' && key < 0x7f) search.runs_command[key] = !inserts;
 }
 
+// Beyond ASCII, all keys insert themselves that are no Meta keys.
 static bool is_part_of_pattern(wchar_t key) {
-  if (static_cast<int>(key) < 0 || iswprint(static_cast<wint_t>(key)) == 0) return false;
-  return key >= static_cast<wchar_t>(std::size(search.runs_command)) || !search.runs_command[key];
+  if (key < 0) return !bytes_are_meta_keys();
+  if (key >= static_cast<wchar_t>(std::size(search.runs_command))) return true;
+  return iswprint(static_cast<wint_t>(key)) != 0 && !search.runs_command[key];
 }
 
 // Continues the search with a key. Returns false if there is nothing more to find, or no room.

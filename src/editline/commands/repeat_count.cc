@@ -11,6 +11,7 @@
 #include <iterator>
 
 #include "editline/base/editor.h"
+#include "editline/base/locale.h"
 #include "editline/input/keys.h"
 
 namespace lineedit {
@@ -49,12 +50,13 @@ static bool read_more(EditLine *el, Key *key) {
   return true;
 }
 
-// Reads a digit of the count: plain, after an Escape, or with the eighth bit set. Returns false if
-// there is none; `key` then holds the beginning of the counted key.
+// Reads a digit of the count: plain, after an Escape, or as a Meta key of one byte. Returns false
+// if there is none; `key` then holds the beginning of the counted key.
 static bool read_digit(EditLine *el, Key *key) {
   key->length = 0;
   if (!read_more(el, key)) return false;
-  wchar_t digit = key->characters[0] < 0 ? key->characters[0] + 0x80 : key->characters[0];
+  wchar_t digit = key->characters[0];
+  if (digit < 0 && bytes_are_meta_keys()) digit += 0x80;
   if (digit == L'\033' && read_more(el, key)) digit = key->characters[1];
   if (is_digit(digit)) add_digit(digit);
   return is_digit(digit);

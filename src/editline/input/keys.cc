@@ -1,14 +1,19 @@
-// Reading keys, from the input hook or, without one, with the layer's own reader. Both let signals
-// in while they wait, which libedit's built-in reader cannot do.
+// Reading keys. Their bytes come from the input hook or, without one, from the layer's own reader.
+// Both let signals in while they wait, which libedit's built-in reader cannot do. The bytes are
+// decoded here.
 #include "editline/input/keys.h"
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <cwchar>
 
+#include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/text.h"
 #include "editline/base/variables.h"
 #include "editline/input/wait.h"
 #include "editline/screen/drawing.h"
@@ -22,54 +27,101 @@ static struct {
   void (*before_next)();
   // What the layer's own reader waits on; kept to reuse the storage.
   WaitSet ready;
+  // Bytes that have been read and not been returned: the beginning of a character, or what followed
+  // the beginning of a wrong one.
+  char pending[MB_LEN_MAX];
+  size_t pending_count;
+  // The input has ended behind them. What the read returned, and its errno.
+  bool ended;
+  int end;
+  int end_errno;
 } keys;
 
-// --- From the terminal ---------------------------------------------------------------------------
-
-static int read_from_hook(wchar_t *character) {
-  const int key = rl_getc_function(rl_instream);
-  if (key == -1) return 0;
-  *character = static_cast<wchar_t>(key);
-  return 1;
-}
+// --- Bytes ---------------------------------------------------------------------------------------
 
 // Waits for one byte and reads it. Returns as read does.
-static ssize_t read_byte(char *byte) {
+static int read_from_terminal(int *byte) {
   const int fd = fileno(rl_instream);
+  signed char read_byte = 0;
   ssize_t got;
   wait_set_clear(&keys.ready);
   do {
     do wait_set_add(&keys.ready, fd);
     while (wait_for_input(fd + 1, &keys.ready) <= 0);
-    got = read(fd, byte, 1);
+    got = read(fd, &read_byte, 1);
   } while (got == 0 && input_was_dropped(fd));
-  return got;
+  *byte = read_byte;
+  return static_cast<int>(got);
 }
 
-// Decodes the bytes read so far. If they cannot begin a character, keeps only the latest byte,
-// which may begin one. Returns whether a character is complete.
-static bool decode(wchar_t *character, char *bytes, size_t *count) {
-  while (*count > 0) {
-    mbstate_t shift = {};
-    const size_t used = mbrtowc(character, bytes, *count, &shift);
-    if (used <= *count) return true;
-    if (used == static_cast<size_t>(-2) && *count < MB_LEN_MAX) return false;
-    bytes[0] = bytes[*count - 1];
-    *count = *count > 1 ? 1 : 0;
-  }
-  return false;
+// Reads one byte, as a signed char. Returns 1, 0 at the end of input, or -1 after an error. A hook
+// cannot tell the byte 255 from the end.
+static int read_byte(int *byte) {
+  if (rl_getc_function == nullptr) return read_from_terminal(byte);
+  *byte = rl_getc_function(rl_instream);
+  return *byte == -1 ? 0 : 1;
 }
 
-// Reads one character of the locale's encoding. Skips bytes that are not part of one.
+// --- Characters ----------------------------------------------------------------------------------
+
+static void drop_pending(size_t count) {
+  keys.pending_count -= count;
+  memmove(keys.pending, keys.pending + count, keys.pending_count);
+}
+
+// Takes a character from the beginning of the pending bytes, or else their first byte, which
+// becomes a negative character. Returns false if they are the beginning of a character, or if there
+// are none.
+static bool take_pending(wchar_t *character) {
+  size_t used = decode_character(character, keys.pending, keys.pending_count);
+  const bool incomplete = used == static_cast<size_t>(-2) && keys.pending_count < MB_LEN_MAX;
+  if (incomplete && !keys.ended) return false;
+  if (used > keys.pending_count) *character = static_cast<signed char>(keys.pending[0]);
+  if (used > keys.pending_count || used == 0) used = 1;
+  drop_pending(used);
+  return true;
+}
+
+static void note_end(int end) {
+  keys.ended = true;
+  keys.end = end;
+  keys.end_errno = errno;
+}
+
+static int take_end() {
+  keys.ended = false;
+  errno = keys.end_errno;
+  return keys.end;
+}
+
+// Returns the next character of the pending bytes. Reads as many more as it has.
 static int read_character(wchar_t *character) {
-  char bytes[MB_LEN_MAX];
-  size_t count = 0;
-  do {
-    const ssize_t got = read_byte(bytes + count);
-    if (got != 1) return static_cast<int>(got);
-    ++count;
-  } while (!decode(character, bytes, &count));
+  if (keys.pending_count == 0) return take_end();
+  while (!take_pending(character)) {
+    int byte;
+    const int got = read_byte(&byte);
+    if (got == 1)
+      keys.pending[keys.pending_count++] = static_cast<char>(byte);
+    else
+      note_end(got);
+  }
   return 1;
+}
+
+// While libedit does not edit, a hook's bytes stay as they are: the bulk-input guard echoes each.
+static bool decodes_input() {
+  return rl_getc_function == nullptr || (editor.has_terminal && editing_is_on());
+}
+
+static int read_from_input(wchar_t *character) {
+  int byte;
+  if (keys.pending_count > 0 || keys.ended) return read_character(character);
+  const int got = read_byte(&byte);
+  if (got != 1) return got;
+  *character = byte;
+  if (byte >= 0 || !decodes_input()) return 1;
+  keys.pending[keys.pending_count++] = static_cast<char>(byte);
+  return read_character(character);
 }
 
 // --- The reading function ------------------------------------------------------------------------
@@ -85,7 +137,7 @@ static int read_key(EditLine *, wchar_t *key) {
   keep_line_in_bounds();
   update_drawing();
   keys.repeat = 0;
-  return rl_getc_function != nullptr ? read_from_hook(key) : read_character(key);
+  return read_from_input(key);
 }
 
 el_rfunc_t key_reader() { return read_key; }
@@ -103,6 +155,9 @@ int take_repeat_count() {
 void reset_keys() {
   if (keys.before_next != nullptr) run_before_next_key();
   keys.repeat = 0;
+  explicit_bzero(keys.pending, sizeof keys.pending);
+  keys.pending_count = 0;
+  keys.ended = false;
 }
 
 }  // namespace lineedit

@@ -5,8 +5,10 @@
 
 namespace lineedit {
 
-// The editor's reading function. It uses rl_getc_function if that is set, else the layer's own
-// reader. Commands that read keys themselves call it through el_wgetc.
+// The editor's reading function. It gets bytes from rl_getc_function if that is set, else from the
+// layer's own reader, and returns characters of the locale. A byte that is not part of one becomes
+// a negative character, which encode_line turns back into the byte. While editing is off, each of a
+// hook's bytes above 127 does. Commands that read keys themselves call it through el_wgetc.
 el_rfunc_t key_reader();
 
 // Has `function` run once, before the next key is read.
@@ -19,7 +21,8 @@ void set_repeat_count(int count);
 // libedit does not pass counts to the layer's commands.
 int take_repeat_count();
 
-// For the start of a line: clears the repeat count.
+// For the start of a line: clears the repeat count, and drops what is left of a character that was
+// not read to its end.
 void reset_keys();
 
 }  // namespace lineedit

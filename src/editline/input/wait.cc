@@ -10,6 +10,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/kept_descriptor.h"
+#include "editline/base/locale.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
 #include "editline/input/signals.h"
@@ -75,6 +76,7 @@ void unblock_signals() {
 // Lets one signal through to the disposition that the read found. That may end or stop the process,
 // or jump out of the read. So everything is restored first, and set up again only if it returns.
 static void run_found_disposition(int signo) {
+  const bool left = leave_editor_locale();
   restore_signal_handlers();
   mute_editor(false);
   pthread_kill(pthread_self(), signo);
@@ -84,6 +86,7 @@ static void run_found_disposition(int signo) {
   pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
   mute_editor(true);
   install_signal_handlers();
+  if (left) enter_editor_locale();
 }
 
 // While the process was stopped, another program may have changed the terminal, which the editor
@@ -218,7 +221,9 @@ static void call_with_signals(void (*call)()) {
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
   begin_callback_signals(own_handlers);
   begin_output();
+  const bool left = leave_editor_locale();
   call_with_signals(call);
+  if (left) enter_editor_locale();
   end_callback_signals(own_handlers);
   apply();
   end_output();

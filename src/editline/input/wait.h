@@ -38,8 +38,9 @@ int wait_for_input(int count, WaitSet *readable);
 bool input_was_dropped(int descriptor);
 
 // Runs `call`, a function of the application that may take long and may write to the terminal, with
-// the signals let in. Then runs `apply`, which may change and redraw the line, with the signals
-// blocked again. Output of `call` appears below the line.
+// the signals let in and in the thread's own locale. Then runs `apply`, which may change and redraw
+// the line, with the signals blocked again and in the editor's locale. Output of `call` appears
+// below the line.
 //
 // During `call`, HUP, TERM and QUIT restore the terminal and go to the disposition from before the
 // read. INT and TSTP wait for the next wait_for_input. If `own_handlers`, the caller has just
