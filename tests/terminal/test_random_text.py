@@ -17,7 +17,7 @@ from harness import Returned, as_bytes
 from line_model import Model, editing_key
 from screen import Wrapped
 
-TEXTS = int(os.environ.get("TAVORIN_TEXTS", "400"))
+TEXTS = int(os.environ.get("TAVORIN_TEXTS", "4000"))
 SEED = int(os.environ.get("TAVORIN_TEXT_SEED", "0"))
 
 PROMPTS = ["> ", "größe> ", "日本> ", "z\u0308> "]

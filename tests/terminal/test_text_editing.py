@@ -2,7 +2,7 @@
 
 import pytest
 
-from harness import Returned, as_bytes
+from harness import Returned
 from line_model import Model
 from screen import Wrapped
 
@@ -14,8 +14,8 @@ def shell(terminal):
     return start(terminal, 80)
 
 
-def start(terminal, columns):
-    return terminal(variables={"LC_ALL": "", "LANG": "C.UTF-8"}, columns=columns)
+def start(terminal, columns, **options):
+    return terminal(variables={"LC_ALL": "", "LANG": "C.UTF-8"}, columns=columns, **options)
 
 
 def begin(shell):
@@ -146,6 +146,18 @@ def narrow(terminal):
     return shell
 
 
+def press_everywhere(shell, text, key):
+    """The key at every other place of the text, each time from the beginning."""
+    for position in range(0, len(text) + 1, 2):
+        model = Model()
+        model.text, model.cursor = text, position
+        shell.type("<ctrl-u>" + text + "<left>" * (len(text) - position))
+        wait_for(shell, text, position)
+        model.press(key)
+        shell.type(key)
+        wait_for(shell, model.text, model.cursor)
+
+
 @long_texts
 class TestSeveralRows:
     def test_typed(self, narrow, text):
@@ -188,16 +200,7 @@ class TestSeveralRows:
 
     @pytest.mark.parametrize("key", KEYS)
     def test_a_key_anywhere(self, narrow, text, key):
-        for position in range(0, len(text) + 1, 2):
-            model = Model()
-            model.text, model.cursor = text, position
-            narrow.type("<ctrl-u>" + text + "<left>" * (len(text) - position))
-            wait_for(narrow, text, position)
-            model.press(key)
-            narrow.type(key)
-            wait_for(narrow, model.text, model.cursor)
-        narrow.type("<enter>")
-        assert as_bytes(narrow.outcome().value) == as_bytes(model.text)
+        press_everywhere(narrow, text, key)
 
     def test_killed_and_put_back(self, narrow, text):
         half = len(text) // 2
@@ -218,6 +221,15 @@ class TestSeveralRows:
         wait_for(narrow, text, len(text) - 1)
         narrow.type("<enter>")
         assert narrow.outcome() == Returned(text)
+
+
+@pytest.mark.parametrize("term", ["linux", "vt100", "vt220", "rxvt", "screen", "xterm-256color"])
+def test_at_other_terminals(terminal, term):
+    shell = start(terminal, COLUMNS, term=term)
+    begin(shell)
+    for text in LONG.values():
+        press_everywhere(shell, text, "<backspace>")
+        press_everywhere(shell, text, "漢")
 
 
 @pytest.mark.parametrize("prompt", ["日本> ", "日本語漢字> ", "e\u0301> ", "aaaaaaa漢> ", "größer 漢字\u0308> "])
