@@ -25,7 +25,7 @@ readonly STATUS_NO_PYTHON=6  # no Python 2.7 here, and none could be fetched
 readonly STATUS_NO_DEBIAN=7  # this system has no dpkg or no apt
 
 # What building and running the extension needs.
-readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev)
+readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev libncurses-dev)
 
 # The libraries of the programs that measure.
 readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
@@ -35,8 +35,8 @@ readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
 # descriptions, and what finds the dependencies of a Debian package. The benchmarks
 # are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
-  "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte locales
-  ncurses-bin ncurses-base ncurses-term dpkg-dev file)
+  "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
+  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file)
 
 # What measuring needs besides: what the module is compared with, and what counts
 # system calls and instructions.

@@ -19,6 +19,8 @@ from rounds import Idle, Rounds, instructions, keep_steady, system_calls
 AMOUNTS = {
     "typed": ((2, 6), (10, 24)),
     "pasted": ((2, 4), (10, 20)),
+    "typed-text": ((2, 6), (10, 24)),
+    "pasted-text": ((2, 4), (10, 20)),
     "edited": ((2, 4), (10, 12)),
     "record-1000": ((2, 4), (6, 20)),
     "record-100000": ((1, 2), (5, 3)),
@@ -34,7 +36,9 @@ AMOUNTS = {
 
 
 def all_works():
-    typing = [works.Typed("typed"), works.Pasted("pasted"), works.Edited("edited"),
+    typing = [works.Typed("typed"), works.Pasted("pasted"),
+              works.TypedText("typed-text"), works.PastedText("pasted-text"),
+              works.Edited("edited"),
               works.Recorded("record-1000", 1000), works.Recorded("record-100000", 100000),
               works.History("history-1000", 1000), works.History("history-100000", 100000),
               works.Completed("completion"), works.Logged("log"), works.Started("start")]

@@ -49,9 +49,9 @@ def why_missing(command, environment):
     return (done.stderr.strip().splitlines() or ["it does not run"])[-1]
 
 
-def common_environment(home):
+def common_environment(home, locale="C"):
     """What every program gets, and nothing else: no settings of this user's."""
-    return {"HOME": home, "TERM": "xterm", "LC_ALL": "C", "PATH": "/usr/bin:/bin",
+    return {"HOME": home, "TERM": "xterm", "LC_ALL": locale, "PATH": "/usr/bin:/bin",
             "PYTHONHASHSEED": "0"}
 
 
@@ -89,7 +89,7 @@ class Start:
     def __init__(self):
         self.folder = tempfile.mkdtemp(prefix="tavorin-bench-")
 
-    def session(self, program, log=False, wrap=()):
+    def session(self, program, log=False, wrap=(), locale="C"):
         """A session of the program; `wrap` goes before its command."""
         folder = tempfile.mkdtemp(dir=self.folder)
         command = [*wrap, *program.command, os.path.join(folder, "lines")]
@@ -97,7 +97,8 @@ class Start:
             command.append(os.path.join(folder, "log"))
             open(command[-1], "w").close()
         command[0] = shutil.which(command[0]) or command[0]
-        return Session(command, dict(common_environment(folder), **program.environment), folder)
+        environment = dict(common_environment(folder, locale), **program.environment)
+        return Session(command, environment, folder)
 
     def close(self):
         shutil.rmtree(self.folder, ignore_errors=True)

@@ -66,7 +66,8 @@ class Rounds:
 
     def begun(self, work, program, sessions):
         """Starts a session and has it ready for the turns."""
-        session = sessions[program.name] = self.start.session(program, log=work.log)
+        session = sessions[program.name] = self.start.session(program, log=work.log,
+                                                              locale=work.locale)
         if work.keep_sessions:
             session.wait_for_prompt()
             self.add(program, work.begin(session, program))

@@ -11,13 +11,20 @@ import time
 from session import Wrong
 
 TYPED_KEYS = 60
-ALPHABET = b"abcdefghijklmnopqrstuvwxyz"
+LETTERS = "abcdefghijklmnopqrstuvwxyz"
+# Latin, Cyrillic and CJK, of two and of three bytes. Every fifth has two columns, so that 60 of them fit
+# into a row beside the prompt.
+TEXT = "äжßщ漢éыøю字ñфłд日üцçя本żшåб語"
 UP = b"\x1b[A"
 
 
-def words(count, start=0):
+def keys_of(alphabet, count, start=0):
     """`count` keys of which no two neighbours are the same."""
-    return bytes(ALPHABET[(start + i) % len(ALPHABET)] for i in range(count))
+    return [alphabet[(start + i) % len(alphabet)].encode() for i in range(count)]
+
+
+def words(count, start=0):
+    return b"".join(keys_of(LETTERS, count, start))
 
 
 def middle(values):
@@ -27,6 +34,7 @@ def middle(values):
 class Work:
     """`figures` are all that it may measure. `begin` prepares a session, and may measure, too."""
     figures = ()
+    locale = "C"
     log = False
     keep_sessions = True
 
@@ -46,30 +54,39 @@ class Work:
 class Typed(Work):
     """Keys typed one at a time, each awaited on the screen."""
     figures = ("typed_p50", "typed_p99", "typed_cpu")
+    alphabet = LETTERS
 
     def begin(self, session, program):
-        session.type_line(words(TYPED_KEYS))
+        session.type_line(b"".join(keys_of(self.alphabet, TYPED_KEYS)))
         return {}
 
     def turn(self, session, program, number):
-        line = words(TYPED_KEYS // 4 if program.slow else TYPED_KEYS, number)
+        keys = keys_of(self.alphabet, TYPED_KEYS // 4 if program.slow else TYPED_KEYS, number)
         before = session.processor_time()
-        times = [session.press(line[i:i + 1], line[i:i + 1]) for i in range(len(line))]
+        times = [session.press(key, key) for key in keys]
         used = session.processor_time() - before
-        session.enter(line)
+        session.enter(b"".join(keys))
         # The 99th percentile of all keys of all rounds is found later, from every one of them.
-        return {"typed_p50": middle(times), "typed_p99": times, "typed_cpu": used / len(line)}
+        return dict(zip(self.figures, (middle(times), times, used / len(keys))))
+
+
+class TypedText(Typed):
+    """The same with characters of several bytes."""
+    figures = ("typed_text_p50", "typed_text_p99", "typed_text_cpu")
+    alphabet = TEXT
+    locale = "C.UTF-8"
 
 
 class Pasted(Work):
     """Lines at full speed, as a paste or a script sends them."""
     figures = ("pasted_cpu", "pasted_time")
+    alphabet = LETTERS
     lines, length = 100, 60
 
     def turn(self, session, program, number):
-        lines = [b"%04d %s" % (i, words(self.length - 6, i + number))
+        lines = [b"%04d %s" % (i, b"".join(keys_of(self.alphabet, self.length - 6, i + number)))
                  for i in range(self.lines // 10 if program.slow else self.lines)]
-        keys = sum(len(line) + 1 for line in lines)
+        keys = self.length * len(lines)
         before = session.processor_time()
         start = time.perf_counter_ns()
         session.send(b"".join(line + b"\r" for line in lines[:-1]) + lines[-1])
@@ -78,7 +95,14 @@ class Pasted(Work):
         session.enter(lines[-1])
         took = time.perf_counter_ns() - start
         used = session.processor_time() - before
-        return {"pasted_cpu": used / keys, "pasted_time": took / keys}
+        return dict(zip(self.figures, (used / keys, took / keys)))
+
+
+class PastedText(Pasted):
+    """The same with characters of several bytes."""
+    figures = ("pasted_text_cpu", "pasted_text_time")
+    alphabet = TEXT
+    locale = "C.UTF-8"
 
 
 class Edited(Work):

@@ -19,10 +19,12 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <cwchar>
 
 static long processor_time() {
   timespec now;
@@ -54,8 +56,8 @@ static void show_news() {
   rl_forced_update_display();
 }
 
-static int wait_and_read(FILE *in) {
-  const int fd = fileno(in);
+// Returns one byte, as a signed char, or -1 at the end of input.
+static int wait_for_byte(int fd) {
   fd_set ready;
   do {
     FD_ZERO(&ready);
@@ -67,6 +69,17 @@ static int wait_and_read(FILE *in) {
   } while (!FD_ISSET(fd, &ready));
   char key;
   return read(fd, &key, 1) == 1 ? key : -1;
+}
+
+// libedit takes what this returns for a whole character.
+static int wait_and_read(FILE *in) {
+  int key = wait_for_byte(fileno(in));
+  mbstate_t state = {};
+  for (wchar_t character; key < -1; key = wait_for_byte(fileno(in))) {
+    const char byte = static_cast<char>(key);
+    if (mbrtowc(&character, &byte, 1, &state) == 1) return static_cast<int>(character);
+  }
+  return key;
 }
 #endif
 
@@ -125,6 +138,7 @@ static void read_lines(FILE *lines) {
 }
 
 int main(int argc, char **argv) {
+  setlocale(LC_CTYPE, "");
   FILE *lines = fopen(argv[1], "w");
   if (lines == nullptr) return EXIT_FAILURE;
   setvbuf(lines, nullptr, _IOFBF, 1 << 20);

@@ -338,6 +338,15 @@ static Verdict erased_row() {
   return judge(rows[1] == "bbaabbba", rows[1] == "bba");
 }
 
+static Verdict overwritten_accent() {
+  read_line(L"e\u0301x" CTRL_A L"y\n");
+  pty_collect(&session.terminal);
+  const std::string *shown = &session.terminal.shown;
+  const size_t redrawn = shown->rfind("y");
+  return judge(shown->find("e\u0301x", redrawn) != std::string::npos,
+               shown->find("ex", redrawn) != std::string::npos);
+}
+
 // --- Signals -------------------------------------------------------------------------------------
 
 static void take_signal(int) {}
@@ -418,7 +427,7 @@ static const struct Symptom {
      [] { return survived(read_line(repeated(L"ab " META L"\037", 600) + L"\n")); }, true,
      Guard::behind},
     {"narrow names of commands leak", "bindings", narrow_names},
-    {"Ctrl-T moves the cursor unseen", "editing",
+    {"Ctrl-T at the start of a line moves the cursor", "editing",
      [] { return judge(read_line(L"abcd" CTRL_A L"\024|\n"), L"|abcd", L"a|bcd"); }},
     {"repeat count of a million", "repeat_count", count_of_a_million},
     {"long word of the settings: crash", "settings_file", long_word, true},
@@ -437,11 +446,12 @@ static const struct Symptom {
      [] { return survived(recall({"a b" + std::string(600, 'x')}, CTRL_R L"b\027\n\n")); }, true,
      Guard::behind},
     {"search calls itself for each key", "history_search", stack_of_search},
-    {"prompt that cannot be decoded: crash", "prompt", undecodable_prompt, true},
-    {"sequence at the end of a prompt is lost", "prompt", last_sequence},
-    {"prompt of two rows is shown in one", "prompt", two_rows},
-    {"line higher than the screen: crash", "rows", high_line, true},
-    {"row is erased unknowingly", "rows", erased_row},
+    {"prompt that cannot be decoded: crash", "drawing", undecodable_prompt, true},
+    {"sequence at the end of a prompt is lost", "drawing", last_sequence},
+    {"prompt of two rows is shown in one", "drawing", two_rows},
+    {"row is erased unknowingly", "drawing", erased_row},
+    {"accent is overwritten by the next character", "drawing", overwritten_accent},
+    {"line higher than the screen: crash", "size", high_line, true},
     {"signal is sent to the whole process group", "signals", signal_to_group},
     {"only the first change of size is noticed", "signals", second_change_of_size},
 };

@@ -131,7 +131,7 @@ def test_paths_exist(document):
 @pytest.fixture
 def blocks():
     found = re.findall(r"^```python\n(.*?)^```$", text_of("docs/using.md"), re.M | re.S)
-    assert len(found) == 5, "each has a test below"
+    assert len(found) == 6, "each has a test below"
     return found
 
 
@@ -187,3 +187,12 @@ def test_the_next_user(shell, blocks):
     shell.do("next_user(os.ttyname(0))")
     assert shell.do("Tavorin.history()") == []
     shell.read_line()
+
+
+@pytest.mark.parametrize("shut_off, line", [(False, "cab"), (True, "abc")])
+def test_the_settings_file_that_is_not_read(shell, blocks, shut_off, line):
+    pathlib.Path(shell.home, ".editrc").write_text("bind ^O ed-move-to-beg\n")
+    shell.do(blocks[5] if shut_off else "")
+    shell.begin_line()
+    shell.type("ab<ctrl-o>c<enter>")
+    assert shell.outcome() == Returned(line)

@@ -14,8 +14,7 @@ static struct {
   LineText line;
 } editing;
 
-// If there are not two characters to exchange, libedit 3.1-20221030 moves the cursor and does not
-// show it.
+// If there are not two characters to exchange, libedit 3.1-20221030 moves the cursor all the same.
 unsigned char transpose_characters(EditLine *, wint_t) {
   size_t cursor;
   get_edited_line(&editing.line, &cursor);

@@ -78,13 +78,16 @@ static const wchar_t *read_in_mode(EditLine *el, int *count) {
   const LineMode mode = line_mode();
   bulk_guard_begin_line(mode);
   const bool whole_line = !returns_single_characters(el);
-  if (whole_line || !line_is_drawn()) begin_drawing(mode == LineMode::edited);
+  if (whole_line) begin_drawing(mode == LineMode::edited);
   mute_editor(true);
   const wchar_t *line = ::el_wgets(el, count);
-  if (mode == LineMode::edited && whole_line) end_drawing(line != nullptr);
+  const int error = errno;
+  if (mode == LineMode::edited && whole_line) {
+    end_drawing(line != nullptr);
+    if (editing_is_on()) editor.terminal_is_raw = false;
+  }
   mute_editor(false);
-  if (mode == LineMode::edited && editing_is_on() && whole_line)
-    editor.terminal_is_raw = false;
+  errno = error;
   return line;
 }
 

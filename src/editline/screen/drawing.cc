@@ -15,10 +15,10 @@
 namespace lineedit {
 
 static struct {
-  // The line is edited; of any other only the prompt is drawn, if there is a terminal.
+  // A line is being edited.
   bool edited;
-  // The prompt has been drawn.
-  bool begun;
+  // The prompt has not been drawn.
+  bool prompt_is_due;
   // What is shown, and what shall be.
   Layout shown;
   Layout next;
@@ -384,7 +384,7 @@ static bool is_drawn(const Line *line) {
 }
 
 static void draw_first_time(const Line *line) {
-  drawing.begun = true;
+  drawing.prompt_is_due = false;
   write_upper_prompt();
   prepare(line);
   draw_everything();
@@ -400,7 +400,7 @@ static void draw_changes(const Line *line) {
 }
 
 static void draw(const Line *line) {
-  if (!drawing.begun)
+  if (drawing.prompt_is_due)
     draw_first_time(line);
   else if (!draw_added_character(line) && !is_drawn(line))
     draw_changes(line);
@@ -409,13 +409,13 @@ static void draw(const Line *line) {
 void begin_drawing(bool edited) {
   forget_screen_size();
   drawing.edited = edited;
-  drawing.begun = !editor.has_terminal;
+  drawing.prompt_is_due = editor.has_terminal;
 }
 
-bool line_is_drawn() { return drawing.edited && drawing.begun; }
+bool line_is_drawn() { return drawing.edited && !drawing.prompt_is_due; }
 
 void update_drawing() {
-  if (drawing.begun && !drawing.edited) return;
+  if (!drawing.edited && !drawing.prompt_is_due) return;
   const Line line = edited_line();
   draw(&line);
   if (take_bell()) write_repeated('\a', 1);
