@@ -31,8 +31,9 @@ readonly RUN_PACKAGES=(g++ cmake ninja-build libedit-dev libncurses-dev)
 readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
 
 # What the tests need besides: the second compiler, the libraries of the C++
-# tests, what drives and reads a terminal, the terminal descriptions, and what
-# finds the dependencies of a Debian package. The benchmarks are compiled, too.
+# tests, what drives and reads a terminal, what locales are built of, the terminal
+# descriptions, and what finds the dependencies of a Debian package. The benchmarks
+# are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
   "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
   locales ncurses-bin ncurses-base ncurses-term dpkg-dev file)

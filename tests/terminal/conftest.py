@@ -3,6 +3,7 @@
 import pytest
 
 from harness import Shell, WaitFailed, missing_environment
+from locales import locale_folder   # a fixture
 
 
 def pytest_configure(config):

@@ -20,6 +20,7 @@ waits for something.  A wait that fails tells what the screen showed, what was s
 child reported and wrote to its standard error.
 """
 
+import codecs
 import collections
 import dataclasses
 import json
@@ -107,6 +108,11 @@ def as_text(value):
     return value
 
 
+def as_bytes(text):
+    """The bytes of a string of the child's that `as_text` has made readable."""
+    return text.encode("utf-8", "surrogateescape")
+
+
 def _child_environment(home, term, locale, imports, module_folder):
     """The variables of the child.  The user's own editor settings must not reach it, so its home
     is an empty folder."""
@@ -133,19 +139,21 @@ def sanitizer_environment():
 class Shell:
     """One child interpreter and its terminal."""
 
-    def __init__(self, home, *, rows=24, columns=80, term="xterm", locale="C", settings=None,
-                 stdin=TERMINAL, stdout=TERMINAL, imports=("Tavorin",), job_control=False,
-                 variables=None, opened=False):
+    def __init__(self, home, *, rows=24, columns=80, term="xterm", locale="C", encoding="utf-8",
+                 settings=None, stdin=TERMINAL, stdout=TERMINAL, imports=("Tavorin",),
+                 job_control=False, variables=None, opened=False):
         """Start the child.
 
+        `locale` is its LC_ALL, and `encoding` is that of the terminal's keys and screen.
         `settings` are changes to the terminal's settings before the child starts, such as
-        {"ECHO": False, "VERASE": 8}.  With `term` None it has no TERM.  `stdin` and `stdout` are TERMINAL, CLOSED or a descriptor,
-        and `stdout` may be PIPE, whose text is then in `piped`.  With `job_control` the child is
-        the foreground job of a small shell, so that it can be stopped.  `variables` are further
-        variables of the child's environment.  `opened` imports the module through which a
-        test can call what the delivered one keeps inside.
+        {"ECHO": False, "VERASE": 8}.  With `term` None it has no TERM.  `stdin` and `stdout` are
+        TERMINAL, CLOSED or a descriptor, and `stdout` may be PIPE, whose text is then in `piped`.
+        With `job_control` the child is the foreground job of a small shell, so that it can be
+        stopped.  `variables` are further variables of the child's environment.  `opened` imports
+        the module through which a test can call what the delivered one keeps inside.
         """
         self.home = home            # the folder in which the child runs
+        self.encoding = encoding
         self.output = bytearray()   # all that was written to the terminal
         self.errors = bytearray()   # all that the child wrote to its standard error
         self.piped = bytearray()    # all that the child wrote to a standard output that is a pipe
@@ -187,7 +195,8 @@ class Shell:
         self.original_settings = read_settings(self._slave)
         # A terminal of unknown size is shown on an ordinary screen.
         self.screen = Screen(columns or 80, rows or 24)
-        self._stream = pyte.ByteStream(self.screen)
+        self._stream = pyte.Stream(self.screen)
+        self._decoder = codecs.getincrementaldecoder(self.encoding)("replace")
         self._readers[self._master] = self._take_output
 
     def _start(self, home, environment, stdin, stdout, job_control):
@@ -364,7 +373,7 @@ class Shell:
         except BlockingIOError:
             return
         self.output += data
-        self._stream.feed(data)
+        self._stream.feed(self._decoder.decode(data))
 
     def _take_channel(self):
         try:
@@ -460,7 +469,7 @@ class Shell:
         The editor's mode is set before the prompt is written: when both are there, the child
         takes keys one by one.  A terminal without editing (`editing` false) stays as it is.
         """
-        self.wait_for_output(prompt.encode(), self._mark)
+        self.wait_for_output(prompt.encode(self.encoding), self._mark)
         if editing:
             self.wait_until(self.is_editing, "the terminal in the editor's mode")
 
@@ -536,7 +545,7 @@ class Shell:
         """Type plain text at the end of the line, and wait until the editor has shown it."""
         shown = len(self.output)
         self.type(text)
-        self.wait_for_output(text.encode(), shown)
+        self.wait_for_output(text.encode(self.encoding), shown)
 
     def read_line(self, typed="next"):
         """Read a whole ordinary line, as proof that the shell is as good as before."""
@@ -580,7 +589,7 @@ class Shell:
     def type(self, keys):
         """Type text and named keys, as in "ab<left>c<enter>"."""
         self.sent.append(keys)
-        self._unsent += key_bytes(keys)
+        self._unsent += key_bytes(keys, self.encoding)
         self._pump(0)
 
     def paste(self, data):
@@ -588,6 +597,12 @@ class Shell:
         self.sent.append("paste of %d bytes: %r" % (len(data), bytes(data[:60])))
         self._unsent += data
         self._pump(0)
+
+    def paste_slowly(self, data):
+        """Send bytes one by one, each when the editor has taken the one before."""
+        for byte in data:
+            self.paste(bytes([byte]))
+            self.wait_until(self.has_taken_all_keys, "the byte to be taken")
 
     def signal(self, number):
         """Send a signal to the child alone, not to its process group."""
@@ -643,7 +658,7 @@ class Shell:
 
     def row(self, number):
         """A row of the screen without the blanks at its end."""
-        return self.screen.display[number].rstrip()
+        return self.screen.row(number).rstrip()
 
     def settings(self):
         """The terminal's settings at this moment."""

@@ -43,14 +43,17 @@ def _one_key(name):
     raise ValueError("no key is called <%s>" % name)
 
 
-def key_bytes(keys):
-    """The bytes for `keys`, which is text with key names in angle brackets."""
+def key_bytes(keys, encoding="utf-8"):
+    """The bytes for `keys`, which is text with key names in angle brackets.
+
+    A lone surrogate from U+DC80 to U+DCFF is the byte 0x80 to 0xFF.
+    """
     sent = b""
     end = 0
     for match in _KEY_NAME.finditer(keys):
-        sent += keys[end:match.start()].encode() + _one_key(match.group(1))
+        sent += keys[end:match.start()].encode(encoding, "surrogateescape") + _one_key(match.group(1))
         end = match.end()
-    return sent + keys[end:].encode()
+    return sent + keys[end:].encode(encoding, "surrogateescape")
 
 
 def split_keys(keys):

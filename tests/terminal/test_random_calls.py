@@ -4,8 +4,9 @@ exceptions and the contents of history are what a small model says, and nothing 
 The model was written from what is documented.  Two rules of the shell's are kept: `resetInput` once
 after each set-up, and callbacks that stay alive.
 
-TAVORIN_CALLS_SEED and TAVORIN_CALLS_SECONDS set the first seed and how long the test goes on; each
-round of calls has a seed of its own and begins with a new process.
+Each round of calls has a seed of its own and begins with a new process.  The seeds are always the
+same ones; TAVORIN_CALLS_SEED and TAVORIN_CALLS_SECONDS choose others, from this seed on and for as
+long.
 """
 
 import dataclasses
@@ -15,7 +16,8 @@ import time
 
 from harness import Returned
 
-SECONDS = float(os.environ.get("TAVORIN_CALLS_SECONDS", "5"))
+SEED = os.environ.get("TAVORIN_CALLS_SEED")
+SECONDS = os.environ.get("TAVORIN_CALLS_SECONDS")
 
 CHILD = """
 def completer(key, line, position):
@@ -345,12 +347,21 @@ class Calls:
         self.shell.read_line()
 
 
-def test_every_call_does_what_is_documented(terminal, tmp_path):
-    first = int(os.environ.get("TAVORIN_CALLS_SEED") or random.SystemRandom().randrange(10 ** 6))
-    print("TAVORIN_CALLS_SEED=%d" % first)
-    deadline = time.monotonic() + SECONDS
-    seed = first
+def rounds():
+    """The seeds of rounds."""
+    if SEED is None and SECONDS is None:
+        yield from range(35)
+        return
+    first = seed = int(SEED or 0)
+    deadline = time.monotonic() + float(SECONDS or 5)
     while time.monotonic() < deadline or seed < first + 3:
+        yield seed
+        seed += 1
+    print("%d rounds from TAVORIN_CALLS_SEED=%d on" % (seed - first, first))
+
+
+def test_every_call_does_what_is_documented(terminal, tmp_path):
+    for seed in rounds():
         folder = tmp_path / ("round%d" % seed)
         folder.mkdir()
         shell = terminal()
@@ -361,5 +372,3 @@ def test_every_call_does_what_is_documented(terminal, tmp_path):
             print("TAVORIN_CALLS_SEED=%d failed" % seed)
             raise
         assert not shell.close()
-        seed += 1
-    print("%d rounds of 200 calls" % (seed - first))
