@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "editline/base/text.h"
 #include "editline/screen/writer.h"
 
 namespace lineedit {
@@ -26,24 +27,21 @@ void set_prompt(const char *text) {
 
 // Part of the prompt's last row.
 struct Part {
-  // What is written; '?' for a byte that the locale cannot decode. Null at the end of the prompt.
+  // What is written; '?' for a byte that the locale cannot decode.
   const char *bytes;
   size_t size;
-  // The columns that it takes; 0 if it is not shown.
+  // The columns that it takes: none for a sequence, and for an accent of its own.
   int width;
-  bool is_sequence;
 };
 
-// The next part, from `text` on: the rest of a sequence that takes no columns, or a character.
+// The next part, from `text` on: the rest of a sequence that takes no columns, or a character. Its
+// width is -1 if it cannot be shown.
 static Part next_part(const char *text, bool in_sequence) {
-  if (*text == '\0') return {};
-  if (in_sequence) return {text, strcspn(text, "\001\002"), 0, true};
-  mbstate_t shift = {};
+  if (in_sequence) return {text, strcspn(text, "\001\002"), 0};
   wchar_t character;
-  const size_t used = mbrtowc(&character, text, strlen(text), &shift);
-  if (used > MB_LEN_MAX) return {"?", 1, 1, false};
-  const int width = wcwidth(character);
-  return {text, used, width > 0 ? width : 0, false};
+  const size_t used = decode_character(&character, text, strlen(text));
+  if (used > MB_LEN_MAX) return {"?", 1, 1};
+  return {text, used, wcwidth(character)};
 }
 
 // Calls `visit` for each part.
@@ -56,14 +54,12 @@ static void visit_parts(void (*visit)(const Part *part, void *data), void *data)
       continue;
     }
     const Part part = next_part(at, in_sequence);
-    visit(&part, data);
+    if (part.width >= 0) visit(&part, data);
     at += part.size;
   }
 }
 
-static void write_part(const Part *part, void *) {
-  if (part->is_sequence || part->width > 0) write_bytes(part->bytes, part->size);
-}
+static void write_part(const Part *part, void *) { write_bytes(part->bytes, part->size); }
 
 void write_prompt() { visit_parts(write_part, nullptr); }
 
