@@ -33,10 +33,11 @@ FILE *editor_stream() {
   return output.stream;
 }
 
-void mute_editor(bool muted) {
-  if (muted == output.muted) return;
-  fflush(output.stream);
+bool mute_editor(bool muted) {
+  const bool before = output.muted;
+  if (muted != before) fflush(output.stream);
   output.muted = muted;
+  return before;
 }
 
 bool take_bell() {

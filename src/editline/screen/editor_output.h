@@ -9,8 +9,8 @@ namespace lineedit {
 FILE *editor_stream();
 
 // While it is muted, everything that libedit writes is dropped. Otherwise it goes to rl_outstream.
-// libedit also lists key bindings and file names there.
-void mute_editor(bool muted);
+// libedit also lists key bindings and file names there. Returns whether it was muted.
+bool mute_editor(bool muted);
 
 // Returns whether libedit has rung the bell since the last call.
 bool take_bell();

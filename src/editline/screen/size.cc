@@ -11,6 +11,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/wipe.h"
+#include "editline/screen/editor_output.h"
 
 namespace lineedit {
 
@@ -89,7 +90,9 @@ void fit_editor_to(int rows, bool plain) {
   if (too_low) tell_editor("li", size.told_rows = rows * 2 + 2);
   if (too_narrow) tell_editor("co", size.told_columns = least_columns);
   size.changed = false;
+  const bool muted = mute_editor(true);
   el_set(editor.el, EL_REFRESH);
+  mute_editor(muted);
 }
 
 }  // namespace lineedit
