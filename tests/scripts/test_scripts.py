@@ -51,7 +51,7 @@ def test_without_root_or_sudo_setup_names_the_missing_packages(project):
     done = project.run("scripts/setup")
     assert done.returncode == 3
     assert done.stderr.endswith("neither root nor sudo is at hand to install them: "
-                                "g++ ninja-build libedit-dev\n")
+                                "g++ ninja-build libedit-dev libncurses-dev\n")
 
 
 @pytest.mark.parametrize("body, why", [

@@ -31,9 +31,7 @@ static struct {
 static void tell_editor(const char *name, int value) {
   char digits[16];
   snprintf(digits, sizeof digits, "%d", value);
-  begin_wiping();
   el_set(editor.el, EL_SETTC, name, digits, nullptr);
-  end_wiping();
   size.changed = true;
 }
 
@@ -53,12 +51,19 @@ int screen_columns() {
   return size.columns;
 }
 
-void forget_screen_size() {
+static void tell_true_size() {
+  begin_wiping();
   if (size.told_rows != 0) tell_editor("li", size.rows);
   if (size.told_columns != 0) tell_editor("co", size.columns);
+  end_wiping();
+}
+
+void forget_screen_size() {
+  if (size.told_rows != 0 || size.told_columns != 0) tell_true_size();
   size = {};
 }
 
+// Without wiping, which would fill the picture: an absurd width takes address space, but no memory.
 void set_screen_size(int rows, int columns) {
   forget_screen_size();
   tell_editor("li", rows);
@@ -87,8 +92,10 @@ void fit_editor_to(int rows, bool plain) {
   const bool too_narrow = size.columns < least_columns && size.told_columns == 0;
   const bool may_be_lost = size.changed || (!plain && rows > 1);
   if (!too_low && !too_narrow && !may_be_lost) return;
+  begin_wiping();
   if (too_low) tell_editor("li", size.told_rows = rows * 2 + 2);
   if (too_narrow) tell_editor("co", size.told_columns = least_columns);
+  end_wiping();
   size.changed = false;
   const bool muted = mute_editor(true);
   el_set(editor.el, EL_REFRESH);
