@@ -105,51 +105,60 @@ TEXTS = {
     "a row and a half": "größer 漢字 " * 9,
 }
 
-texts = pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS.keys())
+def in_one_shell(table):
+    """A test of each value of the table, one after the other: a shell takes its time to start."""
+    def decorate(body):
+        def test(self, terminal):
+            shell = start(terminal)
+            for name, value in table.items():
+                print(name)
+                body(self, shell, value)
+        test.__doc__ = body.__doc__
+        return test
+    return decorate
 
 
-@texts
 class TestText:
-    def test_pasted(self, terminal, text):
-        shell = start(terminal)
+    @in_one_shell(TEXTS)
+    def test_pasted(self, shell, text):
         begin(shell)
         shell.type(text)
         wait_for_line(shell, text)
         assert take_line(shell) == text.encode()
         shell.read_line()
 
-    def test_pasted_with_its_end(self, terminal, text):
-        shell = start(terminal)
+    @in_one_shell(TEXTS)
+    def test_pasted_with_its_end(self, shell, text):
         begin(shell)
         shell.type(text + "<enter>")
         assert shell.outcome() == Returned(text)
         shell.read_line()
 
-    def test_byte_by_byte(self, terminal, text):
-        shell = start(terminal)
+    @in_one_shell(TEXTS)
+    def test_byte_by_byte(self, shell, text):
         begin(shell)
         shell.paste_slowly(text.encode())
         wait_for_line(shell, text)
         assert take_line(shell) == text.encode()
 
-    def test_quoted(self, terminal, text):
+    @in_one_shell(TEXTS)
+    def test_quoted(self, shell, text):
         """Ctrl-V quotes a character, not a byte."""
-        shell = start(terminal)
         begin(shell)
         shell.type("".join("<ctrl-v>" + character for character in text))
         wait_for_line(shell, text)
         assert take_line(shell) == text.encode()
 
-    def test_recalled(self, terminal, text):
-        shell = start(terminal)
+    @in_one_shell(TEXTS)
+    def test_recalled(self, shell, text):
         shell.do("Tavorin.addHistory(%r, 'exec', '')" % text.encode())
         begin(shell, ", None, 'exec'")
         shell.type("<up>")
         wait_for_line(shell, text)
         assert take_line(shell) == text.encode()
 
-    def test_completed(self, terminal, text):
-        shell = start(terminal)
+    @in_one_shell(TEXTS)
+    def test_completed(self, shell, text):
         shell.do(COMPLETER)
         shell.do("answer = %r" % text.encode())
         begin(shell, ", completer")
@@ -159,6 +168,7 @@ class TestText:
         assert shell.next_report("completion") == {
             "event": "completion", "key": "\t", "line": text, "position": len(text)}
 
+    @pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS.keys())
     def test_typed_before_the_prompt(self, terminal, text):
         shell = start(terminal)
         shell.ask("[wait_for_go(), Tavorin.readline('> ')][1]")
@@ -167,9 +177,9 @@ class TestText:
         shell.go()
         assert shell.outcome() == Returned(text)
 
-    def test_in_a_prompt(self, terminal, text):
+    @in_one_shell(TEXTS)
+    def test_in_a_prompt(self, shell, text):
         """Codes without a form are left out there."""
-        shell = start(terminal)
         shell.begin_line(call="Tavorin.readline(%r)" % ("x" + text + "> ").encode())
         prompt = "x" + "".join(filter(is_printable, text)) + "> "
         shell.type("<ctrl-l>añb<left>")
@@ -232,34 +242,30 @@ WRONG = {
     "among good ones": "ü".encode() + b"\xc3" + "漢".encode() + b"\xe6\xbc" + "😀".encode(),
 }
 
-wrong_bytes = pytest.mark.parametrize("data", WRONG.values(), ids=WRONG.keys())
-
-
-@wrong_bytes
 class TestBytesThatAreNoCharacters:
-    def test_pasted(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_pasted(self, shell, data):
         begin(shell)
         shell.paste(data + b"\r")
         assert as_bytes(shell.outcome().value) == data
         shell.read_line()
 
-    def test_byte_by_byte(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_byte_by_byte(self, shell, data):
         begin(shell)
         shell.paste_slowly(data)
         assert take_line(shell) == data
         shell.read_line()
 
-    def test_shown(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_shown(self, shell, data):
         begin(shell)
         shell.paste(data + b"!")
         wait_for_line(shell, data.decode("utf-8", "surrogateescape") + "!")
         assert take_line(shell) == data + b"!"
 
-    def test_a_key_behind_them(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_a_key_behind_them(self, shell, data):
         text = data.decode("utf-8", "surrogateescape")
         begin(shell)
         shell.paste(data)
@@ -267,8 +273,8 @@ class TestBytesThatAreNoCharacters:
         wait_for_line(shell, text[:-1] + "|" + text[-1:], len(text))
         assert take_line(shell) == as_bytes(text[:-1] + "|" + text[-1:])
 
-    def test_each_is_deleted_by_one_key(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_each_is_deleted_by_one_key(self, shell, data):
         count = len(data.decode("utf-8", "surrogateescape"))
         begin(shell)
         shell.paste(b"x" + data)
@@ -276,15 +282,15 @@ class TestBytesThatAreNoCharacters:
         wait_for_line(shell, "x")
         assert take_line(shell) == b"x"
 
-    def test_recalled(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_recalled(self, shell, data):
         shell.do("Tavorin.addHistory(%r, 'exec', '')" % data)
         begin(shell, ", None, 'exec'")
         shell.type("<up>!<enter>")
         assert as_bytes(shell.outcome().value) == data + b"!"
 
-    def test_completed(self, terminal, data):
-        shell = start(terminal)
+    @in_one_shell(WRONG)
+    def test_completed(self, shell, data):
         shell.do(COMPLETER)
         shell.do("answer = %r" % data)
         begin(shell, ", completer")
@@ -294,9 +300,9 @@ class TestBytesThatAreNoCharacters:
         assert as_bytes(completion["line"]) == data
         assert completion["position"] == len(data.decode("utf-8", "surrogateescape"))
 
-    def test_in_a_prompt(self, terminal, data):
+    @in_one_shell(WRONG)
+    def test_in_a_prompt(self, shell, data):
         """They stand there somehow; the line behind is right, and its end in its place."""
-        shell = start(terminal)
         shell.ask("Tavorin.readline(%r)" % (data + b"> "))
         shell.wait_for_prompt()
         shell.type("añb<enter>")
@@ -639,7 +645,7 @@ def test_without_a_locale_the_byte_255_ends_the_input(terminal, environment):
     assert not shell.errors
 
 
-@texts
+@pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS.keys())
 def test_without_a_locale_what_is_recalled_comes_back(terminal, text):
     shell = start(terminal, NO_LOCALE[0])
     shell.do("Tavorin.addHistory(%r, 'exec', '')" % text.encode())
