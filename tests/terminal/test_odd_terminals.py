@@ -2,10 +2,12 @@
 the screen has room for it, it shows the line as it is."""
 
 import pytest
+from pyte import modes
 
+import harness
 from harness import Returned
 from processes import peak_bytes, waits_in_write
-from screen import Wrapped
+from screen import Screen, Wrapped
 
 MEGABYTE = 1024 * 1024
 
@@ -144,6 +146,53 @@ def test_a_line_as_tall_as_the_screen(terminal, rows, columns, missing, keys):
     shell.type("<tab><backspace><enter>")
     assert shell.outcome() == Returned("x" * keys.count("x") + line + "b" * columns + "tai")
     shell.read_line()
+
+
+class AtOnce(Screen):
+    """Goes to the next row as soon as one is full."""
+
+    def _place(self, character, columns):
+        super()._place(character, columns)
+        if self.cursor.x >= self.columns:
+            self.carriage_return()
+            self.linefeed()
+
+
+class Never(Screen):
+    """Does not go to the next row by itself."""
+
+    def reset(self):
+        super().reset()
+        self.mode.discard(modes.DECAWM)
+
+    def _place(self, character, columns):
+        super()._place(character, columns)
+        self.cursor.x = min(self.cursor.x, self.columns - 1)
+
+
+@pytest.mark.parametrize("kind, name", [(Screen, "xterm"), (AtOnce, "ansi"), (Never, "dec-vt220")])
+class TestRightMargins:
+    PROMPT = "router-with-a-name> "
+
+    @pytest.fixture
+    def shell(self, terminal, monkeypatch, kind, name):
+        monkeypatch.setattr(harness, "Screen", kind)
+        return terminal(rows=4, columns=20, variables={"TERM": name})
+
+    def test_a_prompt_that_fills_the_row(self, shell):
+        shell.ask("Tavorin.readline(%r)" % self.PROMPT)
+        shell.wait_for_row(0, self.PROMPT.rstrip())
+        shell.type("abc" * 8 + "<left><left>x")
+        shell.wait_until(lambda: [shell.row(row).rstrip() for row in range(3)] ==
+                         [self.PROMPT.rstrip(), "abcabcabcabcabcabcab", "caxbc"], "the line")
+        shell.type("<enter>")
+        assert shell.outcome() == Returned("abc" * 7 + "axbc")
+
+    def test_the_start_of_a_line_that_is_higher_than_the_screen(self, shell):
+        begin(shell, "Tavorin.readline('> ')")
+        shell.type("abcdefghijklmnopqrstuvwxyz" * 4 + "<ctrl-a>XY")
+        shell.wait_until(lambda: shell.row(0) == "> XYabcdefghijklmnop" and shell.cursor == (0, 4),
+                         "the start of the line")
 
 
 class TestWidths:

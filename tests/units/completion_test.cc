@@ -154,6 +154,18 @@ LAYER_TEST(Completion, WithoutAHookCompletesFileNames) {
   EXPECT_EQ(completed_file_name(), "alphabet");
 }
 
+LAYER_TEST(Completion, TheLineIsDrawnBelowAListOfFileNames) {
+  const std::string folder = enter_folder_with_a_file();
+  ASSERT_EQ(link("alphabet", "alphanum"), 0);
+  EXPECT_EQ(read_line({"alpha\t\t\n"}), "alpha");
+  unlink("alphanum");
+  remove_folder_with_a_file(folder);
+  pty_collect(&terminal);
+  const size_t list = terminal.shown.find("alphabet  alphanum");
+  ASSERT_NE(list, std::string::npos) << terminal.shown;
+  EXPECT_NE(terminal.shown.find("> alpha", list), std::string::npos) << terminal.shown;
+}
+
 LAYER_TEST(Completion, FileNamesFollowAHookThatHasNoAnswer) {
   install_hook();
   hook.over = 0;

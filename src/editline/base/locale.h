@@ -8,7 +8,8 @@
 // the locale of the set-up.
 //
 // Every call of the layer that converts or shows text runs in the editor's locale. The
-// application's callbacks and signal handlers run in the thread's own. The completion hook and the
+// application's callbacks run in the thread's own, and so do its handlers of the signals that the
+// layer watches. The completion hook and the
 // commands of the application run in the editor's: the line that they get is in its encoding.
 //
 // Callers pair the two functions below themselves, without a destructor, because a signal handler

@@ -38,6 +38,7 @@ void begin_output() {
 }
 
 static bool nothing_was_written() {
+  fflush(editor_stream());
   fflush(rl_outstream);
   return output.watched && !output_was_written();
 }

@@ -82,29 +82,28 @@ static RowText row_text(const Layout *layout, int row) {
           layout->rows[row].width};
 }
 
-static void write_characters(const wchar_t *characters, size_t length) {
-  for (size_t i = 0; i < length; ++i) {
-    write_character(characters[i]);
-    drawing.at.column += columns_of(&drawing.next, characters[i]);
-  }
+static void wrap_at_once() {
   if (drawing.at.column < screen_columns() || wraps_late() || !wraps()) return;
   drawing.at = {drawing.at.row + 1, 0};
   note_row();
 }
 
+static void write_characters(const wchar_t *characters, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    write_character(characters[i]);
+    drawing.at.column += columns_of(&drawing.next, characters[i]);
+  }
+  wrap_at_once();
+}
+
 // For terminals that can move to the right only by writing what is there.
 static void rewrite_up_to(int column) {
   const RowText row = row_text(&drawing.next, drawing.at.row);
-  if (drawing.at.column < row.column && drawing.at.row == 0) {
-    return_to_margin();
-    write_prompt();
-    drawing.at.column = row.column;
-  }
-  int from = row.column;
-  for (size_t i = 0; i < row.length && drawing.at.column < column; ++i) {
-    if (from >= drawing.at.column) write_characters(row.characters + i, 1);
-    from += columns_of(&drawing.next, row.characters[i]);
-  }
+  return_to_margin();
+  if (drawing.at.row == 0) write_prompt(screen_columns());
+  drawing.at.column = row.column;
+  for (size_t i = 0; i < row.length && drawing.at.column < column; ++i)
+    write_characters(row.characters + i, 1);
 }
 
 static void move_to_column(int column) {
@@ -148,6 +147,7 @@ static void clear_columns(int count) {
   } else {
     write_repeated(' ', count);
     drawing.at.column += count;
+    wrap_at_once();
   }
 }
 
@@ -274,28 +274,34 @@ static void update_rows(int top, int last) {
   std::swap(drawing.shown, drawing.next);
 }
 
-// The first row to show, and the last one below it that the screen has room for.
-static int top_row() {
-  const int cursor = drawing.next.cursor.row;
-  if (drawing.next.row_count <= screen_rows()) return 0;
-  if (cursor < drawing.first) return cursor < screen_rows() ? 0 : cursor;
-  return std::max(drawing.first, cursor - screen_rows() + 1);
+// How many rows are used. A terminal that wraps at once would scroll behind a full last row.
+static int usable_rows() {
+  const bool spare = wraps() && !wraps_late() && screen_rows() > 1;
+  return screen_rows() - (spare ? 1 : 0);
 }
 
-static int last_row(int top) { return std::min(drawing.next.row_count, top + screen_rows()) - 1; }
+// The first row to show, and the last one below it that there is room for.
+static int top_row() {
+  const int cursor = drawing.next.cursor.row;
+  if (drawing.next.row_count <= usable_rows()) return 0;
+  if (cursor < drawing.first) return cursor < usable_rows() ? 0 : cursor;
+  return std::max(drawing.first, cursor - usable_rows() + 1);
+}
 
-// Draws the rows from `top` to `last`; the terminal's cursor is at the start of an empty row.
+static int last_row(int top) { return std::min(drawing.next.row_count, top + usable_rows()) - 1; }
+
+// Draws the rows from `top` to `last`; the terminal's cursor is at the start of an empty row. The
+// prompt is drawn as a whole, and its upper rows may scroll off.
 static void draw_rows(int top, int last) {
+  if (top <= drawing.next.start.row) top = 0;
   drawing.first = drawing.bottom = top;
   drawing.at = {top, 0};
   drawing.shown.text.length = 0;
   drawing.shown.row_count = 0;
   if (top == 0) {
-    write_prompt();
+    write_prompt(screen_columns());
     drawing.at = drawing.next.start;
     note_row();
-    // A prompt that fills its last row.
-    if (drawing.at.column == 0 && drawing.at.row > 0 && wraps_late()) write_bytes(" \r", 2);
   }
   update_rows(top, last);
 }
@@ -462,7 +468,7 @@ void draw_on_clear_screen() {
 
 bool move_below_line() {
   const int row = drawing.at.row;
-  const int last = std::min(drawing.shown.row_count, drawing.first + screen_rows()) - 1;
+  const int last = std::min(drawing.shown.row_count, drawing.first + usable_rows()) - 1;
   if (row == last) return false;
   move_to_row(last);
   flush_writer();
@@ -477,6 +483,7 @@ void wipe_drawing() {
   wipe_text(&drawing.line);
   wipe_writer();
   wipe_editor_output();
+  drawing = {};
 }
 
 }  // namespace lineedit

@@ -44,8 +44,29 @@ static Part next_part(const char *text, bool in_sequence) {
   return {text, used, wcwidth(character)};
 }
 
-// Calls `visit` for each part.
-static void visit_parts(void (*visit)(const Part *part, void *data), void *data) {
+static void start_row(ScreenPosition *at) {
+  ++at->row;
+  at->column = 0;
+}
+
+static void advance(ScreenPosition *at, int width, int columns) {
+  if (at->column + width > columns) start_row(at);
+  at->column += width;
+  if (at->column >= columns) start_row(at);
+}
+
+// A terminal that does not wrap by itself gets a line break where a row starts: before a character
+// that does not fit, or behind one that fills the row.
+static void write_part(const Part *part, bool starts_row, const ScreenPosition *end) {
+  const bool breaks = starts_row && !wraps();
+  if (breaks && end->column > 0) write_bytes("\r\n", 2);
+  write_bytes(part->bytes, part->size);
+  if (breaks && end->column == 0) write_bytes("\r\n", 2);
+}
+
+// Finds where the last row ends, and writes it if asked to.
+static ScreenPosition lay_out_parts(int columns, bool writes) {
+  ScreenPosition end = {0, 0};
   bool in_sequence = false;
   const char *at = prompt.last_row;
   while (*at != '\0') {
@@ -54,38 +75,21 @@ static void visit_parts(void (*visit)(const Part *part, void *data), void *data)
       continue;
     }
     const Part part = next_part(at, in_sequence);
-    if (part.width >= 0) visit(&part, data);
     at += part.size;
+    if (part.width < 0) continue;
+    const int row = end.row;
+    advance(&end, part.width, columns);
+    if (writes) write_part(&part, end.row > row, &end);
   }
+  return end;
 }
 
-static void write_part(const Part *part, void *) { write_bytes(part->bytes, part->size); }
+ScreenPosition prompt_end(int columns) { return lay_out_parts(columns, false); }
 
-void write_prompt() { visit_parts(write_part, nullptr); }
-
-// --- Its size ------------------------------------------------------------------------------------
-
-struct Measure {
-  ScreenPosition at;
-  int columns;
-};
-
-static void start_row(ScreenPosition *at) {
-  ++at->row;
-  at->column = 0;
-}
-
-static void measure_part(const Part *part, void *data) {
-  Measure *measure = static_cast<Measure *>(data);
-  if (measure->at.column + part->width > measure->columns) start_row(&measure->at);
-  measure->at.column += part->width;
-  if (measure->at.column >= measure->columns) start_row(&measure->at);
-}
-
-ScreenPosition prompt_end(int columns) {
-  Measure measure = {{0, 0}, columns};
-  visit_parts(measure_part, &measure);
-  return measure.at;
+// Where the last row is full, a blank makes a terminal that wraps late go to the next one.
+void write_prompt(int columns) {
+  const ScreenPosition end = lay_out_parts(columns, true);
+  if (end.row > 0 && end.column == 0 && wraps_late()) write_bytes(" \r", 2);
 }
 
 // --- The rows above ------------------------------------------------------------------------------

@@ -9,11 +9,11 @@ namespace lineedit {
 void set_prompt(const char *prompt);
 
 // Write all rows of the prompt except the last, and the last one, which is drawn together with the
-// line.
+// line. That may itself take several rows of a screen `columns` wide.
 void write_upper_prompt();
-void write_prompt();
+void write_prompt(int columns);
 
-// Where the last row ends, which may itself take several rows of a screen `columns` wide.
+// Where the last row ends.
 ScreenPosition prompt_end(int columns);
 
 }  // namespace lineedit

@@ -16,7 +16,8 @@ void set_screen_size(int rows, int columns);
 // Whether the size has changed since the latest call of fit_editor_to.
 bool screen_size_has_changed();
 
-// For each change of the line or the size, before the next key is read. Tells libedit that the screen is higher if it could not hold a line of so many rows. `plain` says
+// For each change of the line or the size, before the next key is read. Tells libedit that the
+// screen is higher if it could not hold a line of so many rows. `plain` says
 // whether each character of the line takes one column.
 void fit_editor_to(int rows, bool plain);
 
