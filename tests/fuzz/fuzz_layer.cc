@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <clocale>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -240,13 +239,13 @@ static void set_up() {
   rl_attempted_completion_function = complete;
 }
 
-// The low bits of the first byte choose the locale, the window and whether the editor is a new one,
+// The low bits of the first byte choose the environment's locale, the window and whether the editor is a new one,
 // as it is for each new locale.
 static void begin(int how) {
   static const int windows[][2] = {{24, 80}, {24, 80}, {3, 10}, {0, 0}};
   const char *locale = (how & 1) != 0 ? "C" : "C.UTF-8";
-  const bool same_locale = strcmp(setlocale(LC_ALL, nullptr), locale) == 0;
-  setlocale(LC_ALL, locale);
+  const bool same_locale = strcmp(getenv("LC_ALL"), locale) == 0;
+  setenv("LC_ALL", locale, 1);
   const int *window = windows[(how >> 1) & 3];
   set_window(window[0], window[1]);
   if ((how & 0x38) == 0 || get_history() == nullptr || !same_locale) {
