@@ -55,6 +55,14 @@ def test_editing_in_the_part_in_view(shell, length):
     assert shell.outcome() == Returned(line + "!")
 
 
+def test_drawing_it_again_shows_its_end(shell):
+    line = some_line(200)
+    shell.type(line + "<left>" * 20)
+    wait_for_view(shell, line, 180)
+    shell.type("x<backspace><ctrl-l>")
+    wait_for_view(shell, line, 180)
+
+
 # libedit alone writes through a null pointer there.
 @pytest.mark.parametrize("keys", ["<ctrl-a><ctrl-e>", "<left>" * 150 + "<ctrl-e>", "<ctrl-b><ctrl-f>",
                                   "<ctrl-a><meta-f><ctrl-e>"])

@@ -307,11 +307,12 @@ static void draw_rows(int top, int last) {
 }
 
 // Draws all of the line if its last screenful has the cursor in it; the rows above scroll off.
+// Otherwise the cursor's row becomes the top one.
 static void draw_everything() {
-  drawing.first = 0;
-  const int top = top_row();
+  const int cursor = drawing.next.cursor.row;
   const int end = drawing.next.row_count - 1;
-  if (last_row(top) == end)
+  const int top = cursor < usable_rows() ? 0 : cursor;
+  if (cursor > end - usable_rows())
     draw_rows(0, end);
   else
     draw_rows(top, last_row(top));
