@@ -239,8 +239,8 @@ static void set_up() {
   rl_attempted_completion_function = complete;
 }
 
-// The low bits of the first byte choose the environment's locale, the window and whether the editor is a new one,
-// as it is for each new locale.
+// The low bits of the first byte choose the environment's locale, the window and whether the editor
+// is a new one, as it is for each new locale.
 static void begin(int how) {
   static const int windows[][2] = {{24, 80}, {24, 80}, {3, 10}, {0, 0}};
   const char *locale = (how & 1) != 0 ? "C" : "C.UTF-8";

@@ -191,7 +191,7 @@ static void jump_out(int) {
 static void note_codeset(int) { seen_by_handler = codeset(); }
 
 static void send_interrupt() {
-  raise(SIGINT);
+  pthread_kill(pthread_self(), SIGINT);
   wait_for_signal();
 }
 

@@ -42,15 +42,15 @@ static struct {
 // Waits for one byte and reads it. Returns as read does.
 static int read_from_terminal(int *byte) {
   const int fd = fileno(rl_instream);
-  signed char read_byte = 0;
+  signed char value = 0;
   ssize_t got;
   wait_set_clear(&keys.ready);
   do {
     do wait_set_add(&keys.ready, fd);
     while (wait_for_input(fd + 1, &keys.ready) <= 0);
-    got = read(fd, &read_byte, 1);
+    got = read(fd, &value, 1);
   } while (got == 0 && input_was_dropped(fd));
-  *byte = read_byte;
+  *byte = value;
   return static_cast<int>(got);
 }
 
