@@ -235,6 +235,31 @@ static Verdict vi_colon() {
   return survived(read_line(META L":\"\n\n"));
 }
 
+// The line that these keys make with vi's keys; its command mode is the first key's.
+static std::wstring read_line_in_vi(const std::wstring &keys) {
+  open_editor();
+  el_set(session.editor, EL_EDITOR, "vi");
+  return read_line(keys);
+}
+
+// An editor that changes nothing: the line is then taken as it is.
+static Verdict vi_editor() {
+  setenv("EDITOR", "true", 1);
+  return judge(read_line_in_vi(L"one" META L"va two\n"), L"one two", L"one");
+}
+
+static Verdict doubled_line() {
+  const size_t length = read_line_in_vi(L"ab" META + repeated(L"0DPP", 15) + L"\n").size();
+  return judge(length <= 10000, length == 1 << 16);
+}
+
+static Verdict pattern_of_search() {
+  record("first");
+  return judge(read_line_in_vi(META L"/f.*t\n"
+                                    L"\n"),
+               L"", L"first");
+}
+
 static Verdict end_of_empty_line() {
   open_editor();
   el_set(session.editor, EL_EDITOR, "vi");
@@ -423,6 +448,8 @@ static const struct Symptom {
     {"Meta-x, quote, Enter: crash", "bindings", [] { return survived(read_line(META L"x\"\n\n")); },
      true},
     {"vi's Escape, colon, quote, Enter: crash", "bindings", vi_colon, true},
+    {"vi's v runs another program", "bindings", vi_editor},
+    {"vi's P doubles a line without a limit", "line", doubled_line},
     {"Meta-Ctrl-underscore writes beyond the line", "bindings",
      [] { return survived(read_line(repeated(L"ab " META L"\037", 600) + L"\n")); }, true,
      Guard::behind},
@@ -446,6 +473,7 @@ static const struct Symptom {
      [] { return survived(recall({"a b" + std::string(600, 'x')}, CTRL_R L"b\027\n\n")); }, true,
      Guard::behind},
     {"search calls itself for each key", "history_search", stack_of_search},
+    {"vi's search is for a regular expression", "history_search", pattern_of_search},
     {"prompt that cannot be decoded: crash", "drawing", undecodable_prompt, true},
     {"sequence at the end of a prompt is lost", "drawing", last_sequence},
     {"prompt of two rows is shown in one", "drawing", two_rows},

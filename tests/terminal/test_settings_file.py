@@ -154,6 +154,9 @@ def test_home_and_end_in_vi_mode(start, home, end):
     (EMACS, "<meta-X>\"", '"'),
     (VI, "<esc>:\"", ""),
     (VI, "abc<esc>:\"", "abc"),
+    (VI, "abc<esc>v", "abc"),
+    ("bind ^O vi-histedit", "abc<ctrl-o>", "abc"),
+    ("bind ^O ed-command", "abc<ctrl-o>\"", "abc\""),
 ])
 def test_a_key_that_asks_for_a_command(start, settings, keys, line):
     shell = start(settings)

@@ -139,6 +139,58 @@ LAYER_TEST(BulkGuard, ArmedTwiceItReadsOnAsOnce) {
   EXPECT_EQ(read_with_waiting("abc", 2000), "abc");
 }
 
+LAYER_TEST(BulkGuard, WithoutAnEditorTheSettersRefuse) {
+  const el_rfunc_t reader = [](EditLine *, wchar_t *) { return 0; };
+  EXPECT_EQ(lineedit::engine::el_wset(nullptr, EL_TTY_OVERFLOW_FIX, 1), -1);
+  EXPECT_EQ(lineedit::engine::el_wset(nullptr, EL_GETCFN, reader), -1);
+  EXPECT_EQ(lineedit::engine::el_set(nullptr, EL_GETCFN, reader), -1);
+}
+
+static int reads_of_reader;
+static int reader_of_one_line(EditLine *, wchar_t *character) {
+  if (reads_of_reader == 1) have_waiting(2000);
+  *character = L"x\n"[reads_of_reader++];
+  return 1;
+}
+
+static int set_wide(el_rfunc_t reader) {
+  return lineedit::engine::el_wset(editor.el, EL_GETCFN, reader);
+}
+static int set_wide_in_other_words(el_rfunc_t) {
+  return lineedit::engine::el_wset(editor.el, EL_GETCFN, [](EditLine *el, wchar_t *character) {
+    return reader_of_one_line(el, character);
+  });
+}
+static int set_narrow(el_rfunc_t reader) {
+  return lineedit::engine::el_set(editor.el, EL_GETCFN, reader);
+}
+
+LAYER_TEST(BulkGuard, KeepsWatchOverAReaderSetWhileItIsArmed) {
+  for (const auto set : {set_wide, set_wide_in_other_words, set_narrow}) {
+    arm();
+    reads_of_reader = 0;
+    EXPECT_EQ(set(reader_of_one_line), 0);
+    EXPECT_EQ(read_next_line(), "x");
+    EXPECT_EQ(reads_of_reader, 2);
+    EXPECT_FALSE(editing_is_on());
+    have_waiting(0);
+  }
+}
+
+LAYER_TEST(BulkGuard, KeepsWatchOverTheBuiltInReader) {
+  arm();
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_GETCFN, EL_BUILTIN_GETCFN), 0);
+  EXPECT_EQ(lineedit::engine::el_set(editor.el, EL_GETCFN, nullptr), 0);
+  EXPECT_EQ(lineedit::engine::el_wset(editor.el, EL_GETCFN, 1), -1);
+  ASSERT_TRUE(make_terminal_raw());
+  pty_type(&terminal, "ab\n" + std::string(2000, 'q') + "\n");
+  while (waiting() < 2004) pty_wait_for_input(&terminal);
+  EXPECT_EQ(read_next_line(), "ab");
+  EXPECT_FALSE(editing_is_on());
+  EXPECT_EQ(read_next_line().value_or("").substr(0, 2000), std::string(2000, 'q'));
+  EXPECT_TRUE(editing_is_on());
+}
+
 // The reader is the application's to set and to ask for, armed or not.
 LAYER_TEST(BulkGuard, AReaderThatIsSetLaterIsEchoedToo) {
   arm_in_bulk();

@@ -173,17 +173,21 @@ LAYER_TEST(WalkingHistory, HistoryThatIsClearedMeanwhile) {
   EXPECT_EQ(read_line({"next\n"}), "next");
 }
 
-// Those are what vi users get.
-LAYER_TEST(WalkingHistory, LibeditsOwnCommandsGetPastItToo) {
+// They are bound to the layer's, by whatever line of settings.
+LAYER_TEST(WalkingHistory, LibeditsOwnCommandsAreReplaced) {
   record({"older", "caf\351", "newer"});
   EXPECT_EQ(rl_parse_and_bind("bind -v"), 0);
-  EXPECT_EQ(rl_parse_and_bind("bind -a k ed-prev-history"), 0);
-  EXPECT_EQ(rl_parse_and_bind("bind -a j ed-next-history"), 0);
-  EXPECT_EQ(read_line({"\033kkk\n"}), "older");
-  EXPECT_EQ(read_line({"\033kk\n"}), "caf?");
-  EXPECT_EQ(read_line({"\033kkkkkj\n"}), "caf?");
-  EXPECT_EQ(read_line({"\033kkG\n"}).has_value(), true);
-  EXPECT_EQ(read_line({"\033/caf\n", "\n"}).has_value(), true);
+  EXPECT_EQ(rl_parse_and_bind("bind -a x ed-prev-history"), 0);
+  EXPECT_EQ(rl_parse_and_bind("bind -a X ed-next-history"), 0);
+  EXPECT_EQ(read_line({"\033xxx\n"}), "older");
+  EXPECT_EQ(read_line({"\033xxxX\n"}), "caf\351");
+}
+
+// vi's underscore appends a word of the newest line, and is libedit's own.
+LAYER_TEST(WalkingHistory, LibeditsOwnCommandTakesALineThatItCannotDecode) {
+  record({"older", "caf\351"});
+  EXPECT_EQ(rl_parse_and_bind("bind -v"), 0);
+  EXPECT_EQ(read_line({"\033_\n"}), " caf?");
 }
 
 // --- Lines with the text before the cursor -------------------------------------------------------

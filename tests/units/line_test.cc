@@ -1,8 +1,11 @@
 // Changing the line while it is edited: inserting and deleting text, and ending the read from a
 // command.
+#include <malloc.h>
+
 #include <climits>
 #include <iterator>
 
+#include "editline/base/editor.h"
 #include "editline/readline.h"
 #include "layer_harness.h"
 
@@ -294,4 +297,25 @@ LAYER_TEST(Command, RlDoneSetBetweenTwoReadsIsForgotten) {
   on_command_key([] {});
   rl_done = 1;
   EXPECT_EQ(read_line({"ab" command_key "cd\n"}), "abcd");
+}
+
+// --- Room in libedit's buffer --------------------------------------------------------------------
+
+// Beyond it, libedit would read when it deletes.
+static void expect_half_of_the_buffer_free() {
+  const LineInfoW *line = el_wline(editor.el);
+  const size_t length = static_cast<size_t>(line->lastchar - line->buffer);
+  const size_t room = malloc_usable_size(const_cast<wchar_t *>(line->buffer)) / sizeof(wchar_t);
+  EXPECT_GT(length, 0U);
+  EXPECT_LE(length * 2, room);
+}
+
+LAYER_TEST(LineBuffer, IsNeverMoreThanHalfFull) {
+  for (const char *beginning : {"", "\n", "\n/", "\n?", "\n: ", "a\nbck", "a\nfwd"}) {
+    SCOPED_TRACE(beginning);
+    ASSERT_EQ(rl_initialize(), 0);
+    const std::string line = beginning + repeated("w", 700);
+    add_history(line.c_str());
+    EXPECT_EQ(read_line({"\020", expect_half_of_the_buffer_free, "\001\033d\n"}).has_value(), true);
+  }
 }

@@ -146,6 +146,105 @@ LAYER_TEST(UserSettings, AKeyThatInsertsAgainIsPartOfAPattern) {
   EXPECT_EQ(read_line({"\022ex\n"}), "exit");
 }
 
+// --- Commands that no key may run ----------------------------------------------------------------
+
+// What is typed is "ab", the keys, and "c": the line goes on if they run nothing.
+static const struct {
+  const char *settings;
+  const char *keys;
+} closed_ways[] = {
+    {"bind -v\n", "\033va"},
+    {"bind -v\nbind -a v vi-histedit\n", "\033va"},
+    {"bind -v\nbind -a : ed-command\n", "\033:a"},
+    {"bind -z -v\n", "\033va"},
+    {"bind - -v\n", "\033va"},
+    {"testshell:bind -v\n", "\033va"},
+    {"bind ^G vi-histedit\n", "\a"},
+    {"bind ^G ed-command\n", "\a"},
+    {"bind \"^G\" \"ed-comm\"and\n", "\a"},
+    {"test*:bind ^G vi-histedit\n", "\a"},
+    {"bind ^Xv vi-histedit\n", "\030v"},
+    {"bind ^[x ed-command\n", "\033x"},
+    {"bind -k up vi-histedit\n", "\033[A"},
+    {"bind ^Xv vi-histedit\nbind -s ^G ^Xv\n", "\a"},
+};
+
+LAYER_TEST(UserSettings, MakeNoKeyRunAnotherProgramOrAnEditorCommand) {
+  setenv("EDITOR", "true", 1);
+  rl_readline_name = "testshell";
+  for (const auto &row : closed_ways) {
+    SCOPED_TRACE(row.settings);
+    use_settings(row.settings);
+    EXPECT_EQ(read_line({std::string("ab") + row.keys + "c\n"}).value_or("").substr(0, 2), "ab");
+    EXPECT_EQ(unread_keys(), "");
+  }
+}
+
+LAYER_TEST(UserSettings, ARefusedCommandLeavesTheKeyAsItWas) {
+  use_settings("bind ^G ed-move-to-beg\n");
+  for (const char *command : {"vi-histedit", "ed-command", "em-copy-prev-word"})
+    EXPECT_EQ(rl_parse_and_bind((std::string("bind ^G ") + command).c_str()), 1) << command;
+  EXPECT_EQ(read_line({"b\aa\n"}), "ab");
+}
+
+LAYER_TEST(UserSettings, ATextMayBeTheNameOfACommand) {
+  use_settings("bind -s ^G ed-command\n");
+  EXPECT_EQ(read_line({"\a\n"}), "ed-command");
+}
+
+// --- Keys that make a line grow ------------------------------------------------------------------
+
+// Without a limit each of these makes a line of more than 10000 characters.
+static const struct {
+  const char *name;
+  const char *settings;
+  const char *before;
+  const char *key;
+  int times;
+} growing_keys[] = {
+    {"a count", "", "", "\0339999x", 3},
+    {"a line killed and yanked twice", "", "", "x\025\031\031", 14},
+    {"counts and yanks", "", "\0339999x", "\025\0339999\031\0339999\031", 2},
+    {"vi's P", "bind -v\n", "ab\033", "0DPP", 14},
+    {"a macro", "bind -s ^G 1234567890123456789012345678901234567890\n", "", "\a", 300},
+    {"a count times four", "bind ^G em-universal-argument\n", "", "\a\a\a\a\a\a\ax", 1},
+};
+
+LAYER_TEST(GrowingKeys, BeepWhereTheLineWouldBecomeTooLong) {
+  for (const auto &row : growing_keys) {
+    SCOPED_TRACE(row.name);
+    use_settings(row.settings);
+    const std::string keys = row.before + repeated(row.key, row.times);
+    EXPECT_LE(read_line({keys, "\n"}).value_or("").size(), 10000U);
+    EXPECT_EQ(unread_keys(), "");
+    pty_collect(&terminal);
+    EXPECT_NE(terminal.shown.find('\a'), std::string::npos);
+    terminal.shown.clear();
+  }
+}
+
+LAYER_TEST(GrowingKeys, LeaveTheLineAndItsCursor) {
+  EXPECT_EQ(read_line({"\0339999xab\002\0339999y|\n"}), repeated("x", 9999) + "a|b");
+}
+
+// Typed, pasted, recalled or completed, a line has any length.
+LAYER_TEST(GrowingKeys, AreTheOnlyOnesWithALimit) {
+  const std::string typed = repeated("x", 12000);
+  const std::string recalled = repeated("y", 20000);
+  add_history(recalled.c_str());
+  EXPECT_EQ(read_line({typed + "\n"}), typed);
+  EXPECT_EQ(read_line({"\020z\n"}), recalled + "z");
+  on_command_key([&] { rl_insert_text(typed.c_str()); });
+  EXPECT_EQ(read_line({typed + command_key "\n"}), typed + typed);
+  EXPECT_EQ(read_line({typed + " /dev/nul\t\n"}), typed + " /dev/null ");
+}
+
+LAYER_TEST(GrowingKeys, BringBackAKilledLineOfAnyLengthOnce) {
+  const std::string typed = repeated("x", 12000);
+  EXPECT_EQ(read_line({typed + "\025\031\031\n"}), typed);
+  EXPECT_EQ(read_line({"\031\n"}), typed);
+}
+
 // --- vi's keys -----------------------------------------------------------------------------------
 
 static const struct {
@@ -168,6 +267,19 @@ static const struct {
     {"a count for an operator", "one two three\0330d2wi|\n", "|three"},
     {"a count of an operator", "one two three\03302dwi|\n", "|three"},
     {"what was deleted is put after an empty line", "abc\0330Dkjp\n", "abc"},
+    {"a search", "\033/fi\r\n", "first"},
+    {"a search, and on", "\033/s\rn\n", "first"},
+    {"a search, on, and back", "\033/s\rnN\n", "second"},
+    {"a search for newer lines", "\033G?i\r\n", "third"},
+    {"no next line", "\033/ec\rn\n", "second"},
+    // libedit took it for a regular expression: some keep it busy for minutes.
+    {"a search for text", "\033/f.*t\raabc\n", "abc"},
+    {"a search for what is slow", "\033/\\(e*\\)*\\(e*\\)*\\1x\rnnnnaabc\n", "abc"},
+    {"a search that is given up", "\033/fi\a\n", ""},
+    {"the oldest line", "\033G\n", "first"},
+    {"a line by its number", "\0332G\n", "second"},
+    {"a line by its number, and on", "\0332Gj\n", "third"},
+    {"no line of that number", "\033k9G\n", "third"},
     {"bytes with the eighth bit", "gr\303\266\303\237e\n", "gr\303\266\303\237e"},
 };
 

@@ -1,6 +1,7 @@
 // The line being edited.
 #include "editline/base/line.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -14,12 +15,19 @@ namespace lineedit {
 // libedit 3.1-20221030 starts with a buffer of 1024 characters and reserves some of them.
 static constexpr size_t initial_room = 1000;
 
+// Keys other than typed characters make a line no longer than this.
+static constexpr size_t longest_by_keys = 10000;
+
 static struct {
   // The published line in the current locale's encoding: rl_line_buffer. Owned, grows only.
   char *published;
   size_t published_size;
   // The editor's buffer has room for at least this many characters.
   size_t room;
+  // The line's length at the latest key, or after the layer's latest change of it; and the longest
+  // line so far that was typed or made by the layer.
+  size_t length;
+  size_t longest;
   // Used by grow_line_buffer; kept to reuse their storage.
   LineText kept;
   LineText longer;
@@ -53,6 +61,23 @@ void publish_line() {
   rl_line_buffer = edited.published;
 }
 
+// --- Its length ----------------------------------------------------------------------------------
+
+void accept_line_length() {
+  edited.length = static_cast<size_t>(line_length());
+  edited.longest = std::max(edited.longest, edited.length);
+}
+
+bool line_is_overgrown() {
+  const size_t length = static_cast<size_t>(line_length());
+  if (length <= edited.length + 1)
+    accept_line_length();
+  else if (length > std::max(longest_by_keys, edited.longest))
+    return true;
+  edited.length = length;
+  return false;
+}
+
 // --- Changing the line ---------------------------------------------------------------------------
 
 void move_cursor_to(int position) { el_cursor(editor.el, position - line_cursor()); }
@@ -61,6 +86,7 @@ bool insert_at_cursor(const wchar_t *characters) {
   begin_wiping();
   const bool inserted = el_winsertstr(editor.el, characters) == 0;
   end_wiping();
+  accept_line_length();
   return inserted;
 }
 
@@ -99,28 +125,18 @@ void set_edited_line(const LineText *line, size_t cursor) {
     replace_line(line->characters, cursor);
   else
     empty_line();
+  accept_line_length();
 }
 
 // --- Room in the buffer --------------------------------------------------------------------------
 
-// Whether the last row was added by a libedit command that reads keys itself. Such a command may
-// keep pointers into the buffer.
-static bool ends_in_command_row(const LineText *line) {
-  static const wchar_t *const beginnings[] = {L"bck", L"fwd", L": ", L"/", L"?"};
-  const wchar_t *row = wcsrchr(line->characters, L'\n');
-  if (row == nullptr) return false;
-  for (const wchar_t *beginning : beginnings)
-    if (wcsncmp(row + 1, beginning, wcslen(beginning)) == 0) return true;
-  return false;
-}
-
 // When libedit 3.1-20221030 deletes text, it moves as many characters as the line had, starting
 // after the deleted ones. It reads beyond the buffer if that is more than half full, so the buffer
-// never is.
+// never is. The buffer moves then: no key may run a command that keeps pointers into it while it
+// reads keys.
 static void grow_line_buffer() {
   size_t cursor;
   get_edited_line(&edited.kept, &cursor);
-  if (ends_in_command_row(&edited.kept)) return;
   edited.longer.length = 0;
   for (int i = 0; i < 4; ++i)
     append_text(&edited.longer, edited.kept.characters, edited.kept.length);

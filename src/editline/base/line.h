@@ -23,6 +23,14 @@ void delete_from_line(int start, int end);
 // Updates rl_point, rl_end and rl_line_buffer from the editor's line.
 void publish_line();
 
+// To be called before each key. Returns whether the key before it has made the line too long. By a
+// repeat count, a yank, a macro or the like, a line may grow to 10000 characters, or to the length
+// of the longest line that was typed, pasted, completed or recalled; by those it may grow further.
+bool line_is_overgrown();
+// To be called when a completion of libedit's own has changed the line; the functions above call it
+// themselves.
+void accept_line_length();
+
 // To be called before each key: keeps libedit's commands from reading and writing outside of the
 // line's buffer.
 void keep_line_in_bounds();

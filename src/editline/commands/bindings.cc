@@ -47,6 +47,11 @@ static const struct {
      go_to_newer_match},
     {L"rl_inc_search_prev", L"Search older lines while typing", search_older},
     {L"rl_inc_search_next", L"Search newer lines while typing", search_newer},
+    {L"rl_vi_search_prev", L"Search older lines while typing, up to Enter", search_older_for_vi},
+    {L"rl_vi_search_next", L"Search newer lines while typing, up to Enter", search_newer_for_vi},
+    {L"rl_vi_repeat_search", L"Go to the next line with the pattern", repeat_search},
+    {L"rl_vi_repeat_search_reversed", L"Go to the next line the other way", repeat_search_reversed},
+    {L"rl_vi_line_number", L"Go to the line with the number, or the oldest", go_to_line_number},
 };
 
 struct Binding {
@@ -115,12 +120,17 @@ static const char *const removed_meta_bytes[] = {"\\370", "\\330", "\\237"};
 
 // Keys of vi's command mode.
 static const Binding vi_command_bindings[] = {
-    {"k", "rl_prev_history"}, {"j", "rl_next_history"},        {"\\055", "rl_prev_history"},
-    {"+", "rl_next_history"}, {"K", "rl_search_prev_history"}, {"J", "rl_search_next_history"},
+    {"k", "rl_prev_history"},        {"j", "rl_next_history"},
+    {"\\055", "rl_prev_history"},    {"+", "rl_next_history"},
+    {"K", "rl_search_prev_history"}, {"J", "rl_search_next_history"},
+    {"/", "rl_vi_search_prev"},      {"?", "rl_vi_search_next"},
+    {"n", "rl_vi_repeat_search"},    {"N", "rl_vi_repeat_search_reversed"},
+    {"G", "rl_vi_line_number"},
 };
 
-// Keys of vi's command mode that are unbound: a colon asks for an editor command, as Meta-x does.
-static const char *const removed_vi_command_keys[] = {":"};
+// Keys of vi's command mode that are unbound: a colon asks for an editor command, as Meta-x does;
+// v runs another program, an editor, on the line.
+static const char *const removed_vi_command_keys[] = {":", "v"};
 
 // The wide call: libedit 3.1-20221030 never frees the copies that it makes of narrow names.
 static void add_commands() {
@@ -219,7 +229,9 @@ void set_up_keys() {
 
 // --- Binding -------------------------------------------------------------------------------------
 
-// libedit's history commands, and the layer's commands that are bound in their place.
+// libedit's commands that must not run, and the layer's commands that are bound in their place; an
+// empty name if there is none. Without these bindings no key runs them, by whatever name or macro:
+// libedit's own keys for them are bound to others, or to none, by bind_default_keys.
 static const struct {
   const char *original;
   const char *replacement;
@@ -232,18 +244,22 @@ static const struct {
     {"em-inc-search-next", "rl_inc_search_next"},
     {"ed-clear-screen", "rl_clear_screen"},
     {"ed-redisplay", "rl_clear_screen"},
+    {"vi-search-prev", "rl_vi_search_prev"},
+    {"vi-search-next", "rl_vi_search_next"},
+    {"vi-repeat-search-next", "rl_vi_repeat_search"},
+    {"vi-repeat-search-prev", "rl_vi_repeat_search_reversed"},
+    {"vi-to-history-line", "rl_vi_line_number"},
+    // It writes beyond the buffer: see removed_emacs_keys.
+    {"em-copy-prev-word", ""},
+    // A closed shell has no use for another program, or for the editor's commands.
+    {"ed-command", ""},
+    {"vi-histedit", ""},
 };
 
 static const char *replacement_for(const char *name) {
   for (const auto &row : replacements)
     if (strcmp(name, row.original) == 0) return row.replacement;
   return name;
-}
-
-// For a line such as "bind ? rl_complete".
-static void note_binding(const char **words) {
-  words[2] = replacement_for(words[2]);
-  if (strlen(words[1]) == 1) note_key_inserts(words[1][0], strcmp(words[2], "ed-insert") == 0);
 }
 
 // Whether `command` is "bind", for this program. A prefix that ends in a colon names the program,
@@ -259,34 +275,60 @@ static bool is_bind(const char *command) {
   return refused;
 }
 
-// Whether the options include -e or -v, which reset all keys to libedit's bindings. Options after
-// -l do not count.
-static bool resets_keys(const char **options) {
-  for (; *options != nullptr && **options == '-'; ++options) {
-    const char option = (*options)[1];
-    if (option == 'e' || option == 'v') return true;
-    if (option == '\0' || strchr("akrs", option) == nullptr) return false;
+// A line that binds keys, as libedit reads it.
+struct BindLine {
+  // -e or -v: resets all keys to libedit's bindings.
+  bool resets;
+  // -a, -k or another: not simply a key of the main key map.
+  bool has_options;
+  // -s: the key types a text.
+  bool types_text;
+  // The words after the options: the key, and what is bound to it.
+  const char **key;
+};
+
+// Options after -l, -e and -v do not count. Unknown ones are reported, but passed over.
+static BindLine read_bind_line(const char **words) {
+  BindLine line = {};
+  for (line.key = words + 1; *line.key != nullptr && **line.key == '-'; ++line.key) {
+    const char option = (*line.key)[1];
+    line.has_options = true;
+    line.types_text = line.types_text || option == 's';
+    line.resets = option == 'e' || option == 'v';
+    if (line.resets || option == 'l') break;
   }
-  return false;
+  return line;
 }
 
 // Whether a key begins with a character beyond the 256 of the key map. libedit 3.1-20221030 would
 // bind the one that has its low byte.
-static bool is_beyond_key_map(const char **options) {
-  while (*options != nullptr && **options == '-') ++options;
+static bool is_beyond_key_map(const char *key) {
   wchar_t character = L'\0';
-  if (*options != nullptr) decode_character(&character, *options, strlen(*options));
+  if (key != nullptr) decode_character(&character, key, strlen(key));
   return character > 0xff;
+}
+
+// Puts the layer's command in the place of one that must not run. Returns false if there is none.
+static bool replace_command(const BindLine *line) {
+  if (line->key[0] == nullptr || line->key[1] == nullptr || line->types_text) return true;
+  const char **command = line->key + 1;
+  *command = replacement_for(*command);
+  if (!line->has_options && strlen(line->key[0]) == 1)
+    note_key_inserts(line->key[0][0], strcmp(*command, "ed-insert") == 0);
+  return **command != '\0';
+}
+
+static int run_bind_line(int count, const char **words) {
+  const BindLine line = read_bind_line(words);
+  if (is_beyond_key_map(*line.key) || !replace_command(&line)) return 1;
+  const int result = el_parse(editor.el, count, words);
+  if (line.resets) bind_default_keys();
+  return result;
 }
 
 static int run_words(int count, const char **words) {
   if (count == 0) return 1;
-  const bool binds = is_bind(words[0]);
-  if (binds && is_beyond_key_map(words + 1)) return 1;
-  if (binds && count == 3) note_binding(words);
-  const int result = el_parse(editor.el, count, words);
-  if (binds && resets_keys(words + 1)) bind_default_keys();
-  return result;
+  return is_bind(words[0]) ? run_bind_line(count, words) : el_parse(editor.el, count, words);
 }
 
 int run_editor_command(const char *line) {

@@ -51,6 +51,7 @@ static bool call_completion_hook() {
 static int complete_file_name(int invoking_key) {
   begin_output();
   const int status = _el_fn_complete(editor.el, invoking_key);
+  accept_line_length();
   if (status == CC_REDISPLAY) redraw_line();
   end_output();
   return status;

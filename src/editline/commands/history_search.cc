@@ -59,6 +59,8 @@ static struct {
   int count;
   // The pattern of the previous search, for a search that repeats it.
   wchar_t latest[256];
+  // The direction in which vi's latest search began.
+  bool vi_newer;
   // Printable ASCII keys that run a command.
   bool runs_command[128];
 } search;
@@ -335,7 +337,8 @@ static bool is_search_key(wchar_t key) {
   return (key != L'\0' && wcschr(L"\022\023\027\b\177", key) != nullptr) || is_part_of_pattern(key);
 }
 
-static unsigned char search_while_typing(EditLine *el, bool older) {
+// A key that `is_only_end` ends the search and does nothing else.
+static unsigned char search_while_typing(EditLine *el, bool older, bool (*is_only_end)(wchar_t)) {
   wchar_t keys[] = {L'\0', L'\0'};
   begin_search(older);
   for (;;) {
@@ -352,11 +355,47 @@ static unsigned char search_while_typing(EditLine *el, bool older) {
     if (!is_search_key(keys[0])) break;
     if (!handle_search_key(keys[0])) el_beep(el);
   }
+  if (is_only_end(keys[0])) return current()->failed ? abort_search() : end_search();
   if (keys[0] == L'\a') return abort_search();
   return keys[0] == L'\033' ? end_search_at_escape(el) : end_search_with(el, keys);
 }
 
-unsigned char search_older(EditLine *el, wint_t) { return search_while_typing(el, true); }
-unsigned char search_newer(EditLine *el, wint_t) { return search_while_typing(el, false); }
+// --- vi's searches -------------------------------------------------------------------------------
+
+// libedit's own take the pattern for a regular expression and compile it for each line of history:
+// a few characters keep it busy for minutes.
+
+static bool ends_line(wchar_t key) { return key == L'\n' || key == L'\r'; }
+
+static unsigned char search_for_vi(EditLine *el, bool older) {
+  search.vi_newer = !older;
+  return search_while_typing(el, older, ends_line);
+}
+
+// Leaves the line shown: a line that contains the pattern is left, too.
+static unsigned char go_to_next_match(bool older) {
+  begin_search(older);
+  const bool found = reuse_latest_pattern() && find(-1);
+  end_search();
+  return found ? CC_REFRESH : CC_ERROR;
+}
+
+unsigned char search_older_for_vi(EditLine *el, wint_t) { return search_for_vi(el, true); }
+unsigned char search_newer_for_vi(EditLine *el, wint_t) { return search_for_vi(el, false); }
+unsigned char repeat_search(EditLine *, wint_t) { return go_to_next_match(!search.vi_newer); }
+unsigned char repeat_search_reversed(EditLine *, wint_t) {
+  return go_to_next_match(search.vi_newer);
+}
+
+// --- Emacs's searches ----------------------------------------------------------------------------
+
+static bool is_for_the_line(wchar_t) { return false; }
+
+unsigned char search_older(EditLine *el, wint_t) {
+  return search_while_typing(el, true, is_for_the_line);
+}
+unsigned char search_newer(EditLine *el, wint_t) {
+  return search_while_typing(el, false, is_for_the_line);
+}
 
 }  // namespace lineedit

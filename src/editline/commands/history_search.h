@@ -9,6 +9,13 @@ namespace lineedit {
 unsigned char search_older(EditLine *el, wint_t key);
 unsigned char search_newer(EditLine *el, wint_t key);
 
+// Editor commands, for vi's keys: the same, but the key that ends a line ends the search alone; and
+// going to the next line with the latest pattern, in the latest direction or in the other.
+unsigned char search_older_for_vi(EditLine *el, wint_t key);
+unsigned char search_newer_for_vi(EditLine *el, wint_t key);
+unsigned char repeat_search(EditLine *el, wint_t key);
+unsigned char repeat_search_reversed(EditLine *el, wint_t key);
+
 // For the start of a line: no search is in progress.
 void reset_search();
 // Wipes what was searched for or typed, before the next user.

@@ -59,6 +59,19 @@ static unsigned char step(bool older) {
 unsigned char go_to_older_line(EditLine *, wint_t) { return step(true); }
 unsigned char go_to_newer_line(EditLine *, wint_t) { return step(false); }
 
+unsigned char go_to_line_number(EditLine *, wint_t) {
+  const int number = take_repeat_count();
+  const int start = lines_back();
+  save_typed_line();
+  while (step_in_history(true)) continue;
+  const int target = lines_back() + 1 - number;
+  return_to_place(target > 0 ? target : start);
+  if (target <= 0) return CC_ERROR;
+  end_text_search();
+  show_line_at_place();
+  return CC_REFRESH;
+}
+
 // --- Lines with the text before the cursor -------------------------------------------------------
 
 // Whether the editor still shows the line that the latest search found, with the cursor at its end.

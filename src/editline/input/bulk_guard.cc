@@ -85,10 +85,21 @@ static void echo(EditLine *el, wchar_t character) {
   [[maybe_unused]] const ssize_t written = write(input_of(el), &byte, 1);
 }
 
+static int read_guarded(EditLine *el, wchar_t *character);
+
+// libedit has no call for its built-in reader alone, which is set for the time of the read.
+static int read_built_in(EditLine *el, wchar_t *character) {
+  el_set(el, EL_GETCFN, EL_BUILTIN_GETCFN);
+  const int got = el_wgetc(el, character);
+  el_set(el, EL_GETCFN, read_guarded);
+  return got;
+}
+
 // The character reader of an armed editor.
 static int read_guarded(EditLine *el, wchar_t *character) {
   if (guard.checked) undo_check();
-  const int got = guard.reader(el, character);
+  const int got =
+      guard.reader != nullptr ? guard.reader(el, character) : read_built_in(el, character);
   if (got != 1 || guard.mode == LineMode::failed) return got;
   if (guard.mode == LineMode::plain)
     echo(el, *character);
@@ -107,11 +118,10 @@ el_rfunc_t bulk_guard_reader(EditLine *el) {
   return reader;
 }
 
-void bulk_guard_set_reader(EditLine *el, el_rfunc_t reader) {
-  if (bulk_guard_is_armed(el))
-    guard.reader = reader;
-  else
-    el_set(el, EL_GETCFN, reader);
+int bulk_guard_set_reader(EditLine *el, el_rfunc_t reader) {
+  if (!bulk_guard_is_armed(el)) return el_set(el, EL_GETCFN, reader);
+  guard.reader = reader;
+  return 0;
 }
 
 void bulk_guard_set(EditLine *el, bool armed) {

@@ -18,9 +18,10 @@ constexpr int EL_TTY_OVERFLOW_FIX = 25;
 bool bulk_guard_is_armed(EditLine *el);
 void bulk_guard_set(EditLine *el, bool armed);
 
-// The editor's character reader, without the guard's own.
+// The editor's character reader, without the guard's own; null is libedit's built-in one.
 el_rfunc_t bulk_guard_reader(EditLine *el);
-void bulk_guard_set_reader(EditLine *el, el_rfunc_t reader);
+// Returns 0, or -1 if there is no editor.
+int bulk_guard_set_reader(EditLine *el, el_rfunc_t reader);
 
 // The guard's decision at the end of a line: whether to edit the next one. `editing` is whether
 // editing is on now. `fd` is the terminal; if its queue cannot be read, it counts as empty.
@@ -39,12 +40,25 @@ void bulk_guard_request(int on);
 
 // libedit's setters and getters, with the range of operations that this system has; the arguments
 // are those of histedit.h. The wide setter has one operation more than libedit's, with an int
-// argument and the result 0. The narrow one ends at operation 24 and the getters at 22. Beyond
-// that, all return -1 and change nothing.
+// argument and the result 0, or -1 without an editor. The narrow one ends at operation 24 and the
+// getters at 22. Beyond that, all return -1 and change nothing.
 namespace engine {
+
+// EL_GETCFN: in libedit, an armed guard has its own reader there. A null pointer or a 0, as NULL
+// may be, stands for libedit's built-in reader; anything else that is no reader is refused.
+template <typename... Arguments>
+int set_reader(EditLine *el, [[maybe_unused]] Arguments... arguments) {
+  if constexpr (sizeof...(arguments) == 1 && (std::is_convertible_v<Arguments, el_rfunc_t> && ...))
+    return bulk_guard_set_reader(el, arguments...);
+  if constexpr (sizeof...(arguments) == 1 && (std::is_integral_v<Arguments> && ...))
+    return ((arguments == 0) && ...) ? bulk_guard_set_reader(el, nullptr) : -1;
+  return -1;
+}
 
 template <typename... Arguments>
 int el_wset(EditLine *el, int operation, Arguments... arguments) {
+  if (el == nullptr) return -1;
+  if (operation == EL_GETCFN) return set_reader(el, arguments...);
   if constexpr (sizeof...(arguments) == 1 && (std::is_integral_v<Arguments> && ...)) {
     if (operation == EL_TTY_OVERFLOW_FIX) {
       bulk_guard_set(el, ((arguments != 0) && ...));
@@ -56,6 +70,7 @@ int el_wset(EditLine *el, int operation, Arguments... arguments) {
 
 template <typename... Arguments>
 int el_set(EditLine *el, int operation, Arguments... arguments) {
+  if (operation == EL_GETCFN) return set_reader(el, arguments...);
   return operation <= EL_ALIAS_TEXT ? ::el_set(el, operation, arguments...) : -1;
 }
 
@@ -69,17 +84,24 @@ int el_get(EditLine *el, int operation, Arguments... arguments) {
   return operation <= EL_RPROMPT_ESC ? ::el_get(el, operation, arguments...) : -1;
 }
 
-// EL_GETCFN: in libedit, an armed guard has its own reader there.
+// A reader is for EL_GETCFN only.
 inline int el_set(EditLine *el, int operation, el_rfunc_t reader) {
-  if (operation != EL_GETCFN) return -1;
-  bulk_guard_set_reader(el, reader);
-  return 0;
+  return operation == EL_GETCFN ? bulk_guard_set_reader(el, reader) : -1;
+}
+
+inline int el_wset(EditLine *el, int operation, el_rfunc_t reader) {
+  return engine::el_set(el, operation, reader);
 }
 
 inline int el_get(EditLine *el, int operation, el_rfunc_t *reader) {
   if (operation != EL_GETCFN) return -1;
+  if (el == nullptr) return -1;
   *reader = bulk_guard_reader(el);
   return 0;
+}
+
+inline int el_wget(EditLine *el, int operation, el_rfunc_t *reader) {
+  return engine::el_get(el, operation, reader);
 }
 
 }  // namespace engine

@@ -134,6 +134,7 @@ static void run_before_next_key() {
 
 static int read_key(EditLine *, wchar_t *key) {
   if (keys.before_next != nullptr) run_before_next_key();
+  if (line_is_drawn() && line_is_overgrown()) return_to_drawn_line();
   keep_line_in_bounds();
   update_drawing();
   keys.repeat = 0;

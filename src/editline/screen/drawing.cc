@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "editline/base/editor.h"
+#include "editline/base/line.h"
 #include "editline/base/text.h"
 #include "editline/screen/editor_output.h"
 #include "editline/screen/layout.h"
@@ -437,6 +438,11 @@ void update_drawing() {
   draw(&line);
   if (take_bell()) write_repeated('\a', 1);
   flush_writer();
+}
+
+void return_to_drawn_line() {
+  set_edited_line(&drawing.line, drawing.cursor);
+  write_repeated('\a', 1);
 }
 
 void end_drawing(bool next_row) {

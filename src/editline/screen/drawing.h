@@ -14,6 +14,9 @@ void update_drawing();
 // Whether a line is being edited and has been drawn.
 bool line_is_drawn();
 
+// Makes the editor's line again what is drawn, with a bell.
+void return_to_drawn_line();
+
 // Draws the last changes of a line, and moves the terminal's cursor to its end, or to the row
 // below.
 void end_drawing(bool next_row);
