@@ -9,8 +9,9 @@
 // What the reader waits on; kept to reuse the storage.
 static lineedit::WaitSet waiting;
 
-// Waits until the terminal has a key, or has reached the end of input.
-static void wait_for_key(int fd) {
+// Waits until the terminal has a key, or has reached the end of input. Returns false if a callback
+// has released the stream.
+static bool wait_for_key(int fd) {
   for (;;) {
     lineedit::wait_set_add(&waiting, fd);
     // Looked up in each pass, since a callback may have turned logging off.
@@ -21,8 +22,9 @@ static void wait_for_key(int fd) {
       process_log_events();
       // The callback may have closed it.
       lineedit::wait_set_remove(&waiting, log_fd);
+      if (lineedit::rl_instream == nullptr) return false;
     }
-    if (lineedit::wait_set_has(&waiting, fd)) return;
+    if (lineedit::wait_set_has(&waiting, fd)) return true;
   }
 }
 
@@ -32,7 +34,7 @@ int read_char(FILE *) {
   ssize_t got;
   lineedit::wait_set_clear(&waiting);
   do {
-    wait_for_key(fd);
+    if (!wait_for_key(fd)) return -1;
     got = read(fd, &key, 1);
   } while (got == 0 && lineedit::input_was_dropped(fd));
   return got == 1 ? static_cast<signed char>(key) : -1;
