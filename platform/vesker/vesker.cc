@@ -9,14 +9,15 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 struct vesker {
   vesker_callback *callback;
   void *userdata;
-  int notify_fd;    // inotify: what the user waits on
-  char *path;       // of the file, owned
+  int notify_fd;    // inotify: what the user waits on; -1 once it turned out to be closed
+  char *path;       // of the file, absolute, owned
   int file_fd;      // the file being read, or -1 while there is none
   int file;         // the watch on it, or -1
   off_t reported;   // the offset up to which its lines have been reported
@@ -26,26 +27,48 @@ struct vesker {
 
 // --- Watching ------------------------------------------------------------------------------------
 
+// The working folder may change later, and the name then means another file. Returns null with
+// errno set. Symbolic links stay: whoever moves a log away may also change where one leads.
+static char *absolute_path(const char *name) {
+  if (*name == '/') return strdup(name);
+  if (*name == '\0') {
+    errno = ENOENT;
+    return nullptr;
+  }
+  char *folder = getcwd(nullptr, 0);
+  char *path = nullptr;
+  if (folder != nullptr && asprintf(&path, "%s/%s", folder, name) < 0) path = nullptr;
+  free(folder);
+  return path;
+}
+
 // Watches the folder, so that a new file of the same name is noticed. Returns false with errno set.
 static bool watch_folder(const vesker *handle) {
   const char *slash = strrchr(handle->path, '/');
-  char *folder =
-      slash == nullptr ? strdup(".") : strndup(handle->path, slash - handle->path + size_t{1});
+  char *folder = strndup(handle->path, slash - handle->path + size_t{1});
   const int watch =
       inotify_add_watch(handle->notify_fd, folder, IN_CREATE | IN_MOVED_TO | IN_ATTRIB);
   free(folder);
   return watch != -1;
 }
 
+// Sets errno for any other than a regular file.
+static bool is_regular(int fd) {
+  struct stat status;
+  if (fstat(fd, &status) != 0) return false;
+  if (S_ISREG(status.st_mode)) return true;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  return false;
+}
+
 // Opens and watches the file. Returns false with errno set; only a regular file is accepted.
 static bool open_file(vesker *handle) {
   const int fd = open(handle->path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd == -1) return false;
-  struct stat status;
-  const bool regular = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-  const int watch = regular ? inotify_add_watch(handle->notify_fd, handle->path, IN_MODIFY) : -1;
+  const int watch =
+      is_regular(fd) ? inotify_add_watch(handle->notify_fd, handle->path, IN_MODIFY) : -1;
   if (watch == -1) {
-    const int reason = regular ? errno : S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    const int reason = errno;
     close(fd);
     errno = reason;
     return false;
@@ -138,8 +161,8 @@ vesker *vesker_open(const char *filename, vesker_callback *callback, void *userd
   handle->callback = callback;
   handle->userdata = userdata;
   handle->file_fd = handle->file = -1;
-  handle->path = strdup(filename);
-  handle->notify_fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  handle->path = absolute_path(filename);
+  handle->notify_fd = handle->path != nullptr ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1;
   if (handle->notify_fd == -1 || !open_file(handle) || !watch_folder(handle)) {
     destroy(handle);
     return nullptr;
@@ -158,8 +181,15 @@ static bool discard_notices(vesker *handle) {
   return any;
 }
 
+// There is nothing left to wait on. The number may belong to something else by the time the handle
+// is closed.
+static int stop_watching(vesker *handle) {
+  if (errno == EBADF) handle->notify_fd = -1;
+  return -1;
+}
+
 int vesker_process_event(vesker *handle) {
-  if (!discard_notices(handle)) return errno == EAGAIN ? 0 : -1;
+  if (!discard_notices(handle)) return errno == EAGAIN ? 0 : stop_watching(handle);
   handle->processing = true;
   const int events =
       file_was_replaced(handle) ? follow_replacement(handle) : report_new_lines(handle);

@@ -19,7 +19,8 @@ struct vesker;
 typedef void vesker_callback(int lines, void *userdata, int bytes);
 
 /* Starts watching the log called `filename`, from its present end on. Returns a handle, or null
- * with errno set. `userdata` is passed to the callback unchanged. */
+ * with errno set. A relative name is one of the present working folder. `userdata` is passed to the
+ * callback unchanged. */
 struct vesker *vesker_open(const char *filename, vesker_callback *callback, void *userdata);
 
 /* A descriptor that becomes readable when the log has grown; negative if there is none. It belongs

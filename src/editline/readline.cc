@@ -60,7 +60,7 @@ static char *read_line() {
   int count = 0;
   begin_line_on_terminal();
   const wchar_t *characters = engine::el_wgets(editor.el, &count);
-  end_line_on_terminal();
+  end_line_on_terminal(characters == nullptr);
   return encode_read_line(characters, count);
 }
 
@@ -90,6 +90,8 @@ char *readline(const char *prompt) {
 }
 
 void rl_tty_overflow_fix(int on) { bulk_guard_request(on); }
+
+void give_terminal_back() { restore_terminal_before_abort(); }
 
 // --- The line being edited -----------------------------------------------------------------------
 

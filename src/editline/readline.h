@@ -30,9 +30,13 @@ void release_streams(bool open);
 // columns, and only its last row is redrawn with the line. A null prompt is an empty one. Returns
 // the line without its newline, malloc'ed and owned by the caller. Returns null at the end of
 // input, after a failed read, if rl_done ended the read, and if rl_instream was set to null after
-// rl_initialize; there is no other error. Initialises the layer if needed. The terminal's settings
-// are restored on every way out, including a jump out of a signal handler.
+// rl_initialize or within a callback; there is no other error. Initialises the layer if needed. The
+// terminal's settings are restored on every way out, including a jump out of a signal handler.
 char *readline(const char *prompt);
+
+// Restores the terminal if a line is being read, before the process aborts. Any thread and any
+// signal handler may call it.
+void give_terminal_back();
 
 // --- The line being edited -----------------------------------------------------------------------
 

@@ -90,8 +90,10 @@ bool set_up_editor() {
 
   TerminalSettings found;
   read_terminal_settings(&found, fileno(rl_instream));
-  editor.el = el_init_fd(rl_readline_name, rl_instream, editor_stream(), stderr,
-                         fileno(rl_instream), fileno(rl_outstream), fileno(stderr));
+  FILE *const drawn = editor_stream();
+  if (drawn != nullptr)
+    editor.el = el_init_fd(rl_readline_name, rl_instream, drawn, stderr, fileno(rl_instream),
+                           fileno(rl_outstream), fileno(stderr));
   editor.history = history_init();
   const bool has_terminal = found.known && isatty(fileno(rl_outstream)) != 0;
   editor.has_terminal = has_terminal;

@@ -6,6 +6,12 @@
 #include "Cli/keys/completion.h"
 #include "editline/readline.h"
 
+// What libedit has no memory for. Its two constructors are wrapped here by the linker.
+static struct {
+  bool editor;
+  bool history;
+} missing;
+
 #define OPENED extern "C" __attribute__((visibility("default")))
 
 // Binds `key` to complete_line, which no key runs as a command function in the module. Once the
@@ -37,3 +43,21 @@ OPENED const char *current_history_mode() {
 }
 
 OPENED unsigned history_mode_count() { return hist_ctx.mode_count; }
+
+OPENED void run_out_of_memory(const char *what) {
+  missing = {strcmp(what, "editor") == 0, strcmp(what, "history") == 0};
+}
+
+extern "C" {
+EditLine *__real_el_init_fd(const char *program, FILE *in, FILE *out, FILE *error, int in_fd,
+                            int out_fd, int error_fd);
+History *__real_history_init();
+
+EditLine *__wrap_el_init_fd(const char *program, FILE *in, FILE *out, FILE *error, int in_fd,
+                            int out_fd, int error_fd) {
+  if (missing.editor) return nullptr;
+  return __real_el_init_fd(program, in, out, error, in_fd, out_fd, error_fd);
+}
+
+History *__wrap_history_init() { return missing.history ? nullptr : __real_history_init(); }
+}

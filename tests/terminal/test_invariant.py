@@ -12,9 +12,15 @@ ASSERTION = re.compile(rb"^[^:\n]*: (?P<file>[^:\n]*):(?P<line>\d+): (?P<functio
                        rb"Assertion `(?P<condition>.*)' failed\.$", re.MULTILINE)
 
 
+def wait_for_abort(shell):
+    """Wait until the child has aborted; it must have given the terminal back before."""
+    assert shell.wait_for_end() == -signal.SIGABRT
+    shell.assert_settings_as_before()
+
+
 def failed_assertion(shell):
     """The C library's report of a failed assertion: file, line, function, condition."""
-    assert shell.wait_for_end() == -signal.SIGABRT
+    wait_for_abort(shell)
     found = ASSERTION.findall(bytes(shell.errors))
     assert len(found) == 1, bytes(shell.errors)
     return tuple(part.decode() for part in found[0])
@@ -87,7 +93,7 @@ class TestASignalOnTheWrongThread:
         main = self.main_thread(shell)
         assert main != reader
         self.send(shell, signal.SIGINT)
-        assert shell.wait_for_end() == -signal.SIGABRT
+        wait_for_abort(shell)
         expected = ("Assertion failed: readlineThreadId == pthread_self /src/Cli/Tavorin:515 "
                     "(%d, %d)" % (reader, main))
         assert expected.encode() in bytes(shell.output)
@@ -99,12 +105,12 @@ class TestASignalOnTheWrongThread:
             lambda: int(shell.do("signal_masks()")["SigCgt"], 16) >> (signal.SIGTSTP - 1) & 1,
             "the thread to read"))
         self.send(shell, signal.SIGINT)
-        assert shell.wait_for_end() == -signal.SIGABRT
+        wait_for_abort(shell)
         assert b"pthread_self /src/Cli/Tavorin:515 (" in bytes(shell.piped)
 
     def test_sigtstp_tells_none(self, shell, reader):
         self.send(shell, signal.SIGTSTP)
-        assert shell.wait_for_end() == -signal.SIGABRT
+        wait_for_abort(shell)
         expected = b"Assertion failed: readlineThreadId == pthread_self /src/Cli/Tavorin:533"
         assert re.search(re.escape(expected) + rb"\r?\n", bytes(shell.output))
 

@@ -282,6 +282,19 @@ def test_without_a_callback_logging_is_switched_off(watched):
     assert shell.do("events") == []
 
 
+def test_a_closed_descriptor_of_the_monitor_leaves_the_reader_at_rest(watched):
+    shell, monitor = watched()
+    shell.do("[os.close(int(fd)) for fd in os.listdir('/proc/self/fd')"
+             " if os.path.realpath('/proc/self/fd/' + fd) == os.path.realpath(%r)]" % monitor.path)
+    read(shell)
+    shell.type("abc")
+    shell.wait_for_row(0, "> abc")
+    shell.wait_for_sleep()
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("abc")
+    assert monitor.calls().count("process") <= len("abc\n") + 1
+
+
 def test_switching_off_twice_closes_once(watched):
     shell, monitor = watched()
     for _ in range(2):

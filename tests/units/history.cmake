@@ -13,7 +13,7 @@ tavorin_unit_test(history_tests
     ${units}/history_store_test.cc
     ${units}/history_store_visibility_test.cc
     ${store}
-  LIBRARIES ${EDIT_LIBRARY})
+  LIBRARIES lineedit)
 
 tavorin_unit_test(keymaps_tests
   SOURCES

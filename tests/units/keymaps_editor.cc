@@ -51,6 +51,8 @@ char **complete_line_wrapper(const char *, int, int) { return nullptr; }
 
 namespace lineedit {
 
+void give_terminal_back() {}
+
 rl_completion_func_t *rl_attempted_completion_function;
 
 rl_command_func_t *rl_named_function(const char *name) {

@@ -14,6 +14,15 @@
 #include <utility>
 #include <vector>
 
+// While not 0, fstat fails with it, in the stand-in too.
+static int fstat_error;
+
+extern "C" __attribute__((visibility("default"))) int fstat(int fd, struct stat *status) noexcept {
+  if (fstat_error == 0) return fstatat(fd, "", status, AT_EMPTY_PATH);
+  errno = fstat_error;
+  return -1;
+}
+
 namespace {
 
 using Events = std::vector<std::pair<int, int>>;
@@ -200,6 +209,52 @@ TEST_F(StandIn, WatchesAFileOfTheWorkingFolder) {
   append("\n");
   EXPECT_EQ(events(), (Events{{1, 1}}));
   ASSERT_EQ(chdir("/"), 0);
+}
+
+TEST_F(StandIn, KeepsToItsFileWhenTheWorkingFolderChanges) {
+  const std::string elsewhere = folder + "/elsewhere";
+  ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+  write_file(elsewhere + "/log", "of another\n", O_CREAT | O_EXCL);
+  ASSERT_EQ(chdir(folder.c_str()), 0);
+  handle = vesker_open("log", take_event, this);
+  ASSERT_EQ(chdir(elsewhere.c_str()), 0);
+  append("\n");
+  EXPECT_EQ(events(), (Events{{1, 1}}));
+  ASSERT_EQ(rename(log.c_str(), (folder + "/log.1").c_str()), 0);
+  write_file(log, "new\n", O_CREAT | O_EXCL);
+  EXPECT_EQ(events(), (Events{{1, 4}}));
+  ASSERT_EQ(chdir("/"), 0);
+  unlink((elsewhere + "/log").c_str());
+  rmdir(elsewhere.c_str());
+}
+
+TEST_F(StandIn, NeedsAWorkingFolderForARelativeName) {
+  const std::string gone = folder + "/gone";
+  ASSERT_EQ(mkdir(gone.c_str(), 0700), 0);
+  ASSERT_EQ(chdir(gone.c_str()), 0);
+  ASSERT_EQ(rmdir(gone.c_str()), 0);
+  EXPECT_EQ(vesker_open("../log", take_event, this), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  ASSERT_EQ(chdir("/"), 0);
+}
+
+TEST_F(StandIn, HasNoDescriptorOnceItIsClosed) {
+  watch();
+  const int watched = vesker_inotify_fd(handle);
+  close(watched);
+  EXPECT_EQ(vesker_process_event(handle), -1);
+  EXPECT_EQ(vesker_inotify_fd(handle), -1);
+  ASSERT_EQ(dup2(STDERR_FILENO, watched), watched);
+  vesker_close(handle);
+  handle = nullptr;
+  EXPECT_EQ(close(watched), 0);
+}
+
+TEST_F(StandIn, TellsWhyItCannotAskAboutAFile) {
+  fstat_error = EIO;
+  EXPECT_EQ(vesker_open(log.c_str(), take_event, this), nullptr);
+  EXPECT_EQ(errno, EIO);
+  fstat_error = 0;
 }
 
 TEST_F(StandIn, FailsWithTheTrueErrno) {

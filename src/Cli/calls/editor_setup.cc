@@ -2,6 +2,7 @@
 #include "Cli/calls/editor_setup.h"
 
 #include "Cli/base/python.h"
+#include "Cli/base/streams.h"
 #include "Cli/history/history_store.h"
 #include "Cli/input/character_reader.h"
 #include "Cli/keys/completion.h"
@@ -10,25 +11,30 @@
 
 int readlineInitialized;
 
-// The C stream of a file of module sys. Takes a reference, so that the file stays open while the
-// editor uses it. Null if the object is not a file; the editor then uses the process's own stream.
-static FILE *acquire_stream(const char *name) {
-  PyObject *file = PySys_GetObject(const_cast<char *>(name));
-  Py_XINCREF(file);
-  return PyFile_AsFile(file);
-}
-
 static void plug_in_history_store() {
   HistEvent event;
   history(lineedit::get_history(), &event, H_FUNC, &hist_ctx, hist_first, hist_next, hist_last,
           hist_prev, hist_curr, hist_set, hist_clear, hist_enter, hist_add, hist_del);
 }
 
-void init_readline() {
-  lineedit::rl_instream = acquire_stream("stdin");
-  lineedit::rl_outstream = acquire_stream("stdout");
+// The editor of a read in progress must not be destroyed.
+static bool may_be_set_up() {
+  if (!line_is_in_progress()) return true;
+  PyErr_SetString(PyExc_RuntimeError, "the line editor cannot be set up while a line is read");
+  return false;
+}
+
+static bool create_editor() {
+  take_streams();
   lineedit::rl_getc_function = read_char;
-  lineedit::rl_initialize();
+  if (lineedit::rl_initialize() == 0) return true;
+  release_streams();
+  PyErr_SetString(PyExc_MemoryError, "the line editor cannot be set up");
+  return false;
+}
+
+bool init_readline() {
+  if (!may_be_set_up() || !create_editor()) return false;
   lineedit::rl_tty_overflow_fix(1);
   // Set after rl_initialize, so the first editor has the default name and every later one has this.
   lineedit::rl_readline_name = "OmbrelCli";
@@ -38,4 +44,5 @@ void init_readline() {
   plug_in_history_store();
   keyBindingsEnabledFlag = 1;
   readlineInitialized = 1;
+  return true;
 }

@@ -23,7 +23,7 @@ PyObject *py_keyBindingsEnabledIs(PyObject *, PyObject *args) {
     PyErr_SetString(PyExc_TypeError, "Expected a bool");
     return nullptr;
   }
-  if (readlineInitialized == 0) init_readline();
+  if (readlineInitialized == 0 && !init_readline()) return nullptr;
   if (enabled == Py_True)
     enable_key_bindings();
   else

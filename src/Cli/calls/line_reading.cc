@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include "Cli/base/gil.h"
+#include "Cli/base/streams.h"
 #include "Cli/calls/editor_setup.h"
 #include "Cli/history/history_modes.h"
 #include "Cli/history/history_store.h"
@@ -13,12 +14,25 @@
 #include "Cli/keys/completion.h"
 #include "editline/readline.h"
 
+// The editor runs in between, without the lock.
+static void enter_editor() {
+  set_line_in_progress(true);
+  lend_streams();
+  releaseGil();
+}
+
+static void leave_editor() {
+  acquireGil();
+  return_streams();
+  set_line_in_progress(false);
+}
+
 // Leaves the editor, on every path: restores the shell's own handlers, then unblocks the signals,
 // then acquires the lock.
 static void return_to_python() {
   bind_signals_to_shell();
   lineedit::unblock_signals();
-  acquireGil();
+  leave_editor();
 }
 
 static PyObject *interrupted(const char *message) {
@@ -62,18 +76,18 @@ PyObject *py_readline(PyObject *, PyObject *args) {
     completionCallback = Py_None;
     return nullptr;
   }
-  if (readlineInitialized == 0) init_readline();
+  if (readlineInitialized == 0 && !init_readline()) return nullptr;
   if (key != nullptr) hist_ctx.current_mode = new_history_mode(key, parent);
   readlineThreadId = pthread_self();
-  releaseGil();
+  enter_editor();
   return read_line(prompt);
 }
 
 PyObject *py_simpleReadline(PyObject *, PyObject *args) {
   const char *prompt;
   if (PyArg_ParseTuple(args, "s:simpleReadline", &prompt) == 0) return nullptr;
-  releaseGil();
+  enter_editor();
   const char *line = lineedit::readline(prompt);
-  acquireGil();
+  leave_editor();
   return line_or_end_of_input(line, "simpleReadline returned NULL");
 }

@@ -1,26 +1,19 @@
 // The Python calls for the terminal: handing over to a new user, and the width.
 #include "Cli/calls/terminal_calls.h"
 
+#include "Cli/base/streams.h"
 #include "Cli/calls/editor_setup.h"
 #include "Cli/calls/history_calls.h"
 #include "editline/readline.h"
 
-// Drops the reference that init_readline took. The object is looked up by its name again, so the
-// shell must call resetInput before it replaces sys.stdin and sys.stdout.
-static void drop_stream(const char *name) {
-  PyObject *file = PySys_GetObject(const_cast<char *>(name));
-  Py_XDECREF(file);
-}
-
-// The shell may have closed sys.stdout, and its C stream is gone then.
-static bool output_is_open() {
-  return PyFile_AsFile(PySys_GetObject(const_cast<char *>("stdout"))) == lineedit::rl_outstream;
-}
-
+// Within a callback of a read, it ends the read. Another thread must not take the streams from the
+// one that reads.
 PyObject *py_resetInput(PyObject *, PyObject *) {
-  lineedit::release_streams(output_is_open());
-  drop_stream("stdin");
-  drop_stream("stdout");
+  if (streams_are_lent()) {
+    PyErr_SetString(PyExc_RuntimeError, "resetInput was called while another thread reads a line");
+    return nullptr;
+  }
+  release_streams();
   readlineInitialized = 0;
   clear_recorded_lines();
   Py_RETURN_NONE;

@@ -5,6 +5,7 @@
 
 #include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
+#include "Cli/base/streams.h"
 #include "editline/readline.h"
 #include "vesker.h"
 
@@ -31,8 +32,10 @@ static void call_with_event() {
   acquireGil();
   if (!PyCallable_Check(event.callback))
     invariant_broken("PyCallable_Check( callback )", 671, "conlog_callback");
+  return_streams();
   event.result =
       PyObject_CallFunction(event.callback, const_cast<char *>("ii"), event.first, event.second);
+  lend_streams();
 }
 
 // Whether the callable asks for the line to be redrawn. An exception, including one from a result

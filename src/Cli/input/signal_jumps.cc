@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Cli/base/invariant.h"
+#include "editline/readline.h"
 
 sigjmp_buf sigintJumpBuffer;
 sigjmp_buf sigtstpJumpBuffer;
@@ -34,6 +35,7 @@ static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
 }
 
 [[noreturn]] static void abort_on_wrong_thread() {
+  lineedit::give_terminal_back();
   fflush(stdout);
   abort();
 }

@@ -7,6 +7,7 @@
 #include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
 #include "Cli/base/python.h"
+#include "Cli/base/streams.h"
 #include "Cli/input/signal_jumps.h"
 #include "editline/readline.h"
 
@@ -89,8 +90,10 @@ static void call_completer() {
   rl_point = rl_end;
   if (py_lhandler_ptype != nullptr)
     invariant_broken("py_lhandler_ptype == ((void *)0)", __LINE__, "complete_line");
+  return_streams();
   completion.answer = PyObject_CallFunction(completionCallback, const_cast<char *>("csi"),
                                             completion.key, rl_line_buffer, rl_point);
+  lend_streams();
 }
 
 static void finish_completion() {

@@ -1,6 +1,8 @@
 // The terminal's settings, protected from an editor that would normalise them.
 #include "editline/base/terminal.h"
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -9,6 +11,7 @@
 #include <initializer_list>
 
 #include "editline/base/editor.h"
+#include "editline/base/streams.h"
 #include "editline/base/variables.h"
 
 namespace lineedit {
@@ -16,15 +19,24 @@ namespace lineedit {
 static struct {
   // The settings at the start of the current line, or of the first line read in bulk.
   TerminalSettings line_start;
+  // The output's descriptor at that time.
+  int output;
   // The process that restores the terminal at its exit; 0 before the first editor.
   pid_t owner;
 } terminal_state;
 
 // --- Settings ------------------------------------------------------------------------------------
 
+// The terminal behind a descriptor, by whatever name it was opened; 0 if there is none.
+static unsigned terminal_behind(int descriptor) {
+  unsigned device = 0;
+  return ioctl(descriptor, TIOCGDEV, &device) == 0 ? device : 0;
+}
+
 void read_terminal_settings(TerminalSettings *found, int descriptor) {
   found->descriptor = descriptor;
   found->known = tcgetattr(descriptor, &found->settings) == 0;
+  found->terminal = found->known ? terminal_behind(descriptor) : 0;
 }
 
 void restore_terminal_settings(const TerminalSettings *found) {
@@ -78,6 +90,37 @@ void preserve_terminal_flags() {
   for (const char *flag : normal_mode_flags) el_set(editor.el, EL_SETTY, "-x", flag, nullptr);
 }
 
+// --- The settings of the line --------------------------------------------------------------------
+
+// The application may have closed the input's descriptor, and its number may belong to something
+// else now, even to another terminal.
+static bool input_reaches_terminal() {
+  const TerminalSettings *found = &terminal_state.line_start;
+  return !found->known || terminal_behind(found->descriptor) == found->terminal;
+}
+
+static bool restore_line_start_through(int descriptor, int when) {
+  const TerminalSettings *found = &terminal_state.line_start;
+  return descriptor >= 0 && terminal_behind(descriptor) == found->terminal &&
+         tcsetattr(descriptor, when, &found->settings) == 0;
+}
+
+static void restore_line_start_through_own_terminal(int when) {
+  const int descriptor = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  restore_line_start_through(descriptor, when);
+  if (descriptor >= 0) close(descriptor);
+}
+
+// Through the first descriptor that reaches the terminal. Only system calls, so that a signal
+// handler and any thread may call it.
+static void restore_line_start(int when) {
+  if (!terminal_state.line_start.known) return;
+  for (const int descriptor :
+       {terminal_state.line_start.descriptor, terminal_state.output, STDERR_FILENO})
+    if (restore_line_start_through(descriptor, when)) return;
+  restore_line_start_through_own_terminal(when);
+}
+
 // --- Raw and cooked ------------------------------------------------------------------------------
 
 // The editor restores a terminal that was in canonical mode (ICANON). It switches any other to its
@@ -103,35 +146,60 @@ bool make_terminal_raw() {
   if (!editing_is_on() && !editor.tty_overflow_fix) return true;
   errno = 0;
   switch_terminal(1);
-  editor.terminal_is_raw = errno == 0 || terminal_is_raw(fileno(rl_instream));
+  editor.terminal_is_raw = errno == 0 || terminal_is_raw(input_descriptor());
   return editor.terminal_is_raw;
 }
 
 void make_terminal_cooked() {
   if (!editor.has_terminal || !editor.terminal_is_raw) return;
-  switch_terminal(0);
+  if (input_reaches_terminal())
+    switch_terminal(0);
+  else
+    restore_line_start(TCSADRAIN);
   editor.terminal_is_raw = false;
   restore_uncooked_settings();
 }
 
 void begin_line_on_terminal() {
-  if (!editor.terminal_is_raw)
-    read_terminal_settings(&terminal_state.line_start, fileno(rl_instream));
+  if (editor.terminal_is_raw) return;
+  read_terminal_settings(&terminal_state.line_start, input_descriptor());
+  terminal_state.output = output_descriptor();
 }
 
-void end_line_on_terminal() {
-  if (!editor.terminal_is_raw) restore_uncooked_settings();
+// libedit restores the terminal through the descriptor that it was made with. It must not do so if
+// that reaches another terminal; so it is told that it does not edit.
+void abandon_terminal() {
+  if (editor.has_terminal && editor.terminal_is_raw) set_editing(false);
+}
+
+static void restore_abandoned_terminal() {
+  restore_line_start(TCSADRAIN);
+  editor.terminal_is_raw = false;
+  set_editing(true);
+}
+
+void end_line_on_terminal(bool ended_input) {
+  if (rl_instream == nullptr && editor.terminal_is_raw)
+    restore_abandoned_terminal();
+  else if (ended_input && !input_reaches_terminal())
+    restore_line_start(TCSADRAIN);
+  else if (!editor.terminal_is_raw)
+    restore_uncooked_settings();
 }
 
 // --- The exit ------------------------------------------------------------------------------------
 
-static void restore_terminal() {
-  if (editor.terminal_is_raw && getpid() == terminal_state.owner)
-    restore_terminal_settings(&terminal_state.line_start);
+static void restore_terminal(int when) {
+  if (editor.terminal_is_raw && getpid() == terminal_state.owner) restore_line_start(when);
 }
 
+static void restore_at_exit() { restore_terminal(TCSADRAIN); }
+
+// Without waiting for output, which the user may have stopped.
+void restore_terminal_before_abort() { restore_terminal(TCSANOW); }
+
 void restore_terminal_at_exit() {
-  if (terminal_state.owner == 0) atexit(restore_terminal);
+  if (terminal_state.owner == 0) atexit(restore_at_exit);
   terminal_state.owner = getpid();
 }
 

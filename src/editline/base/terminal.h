@@ -11,7 +11,8 @@ namespace lineedit {
 
 struct TerminalSettings {
   int descriptor;
-  bool known;  // false when the descriptor is not a terminal
+  bool known;         // false when the descriptor is not a terminal
+  unsigned terminal;  // the terminal's device number; 0 if it has none
   struct termios settings;
 };
 
@@ -39,13 +40,23 @@ bool make_terminal_raw();
 void make_terminal_cooked();
 
 // Bracket the reading of a line: the second restores the settings that the first found. If the
-// terminal was already raw, those are the settings found for an earlier line.
+// terminal was already raw, those are the settings found for an earlier line. `ended_input` says
+// that there was no line. If the input's descriptor does not reach the terminal any more, its
+// settings are restored through the output's, the standard error's or /dev/tty.
 void begin_line_on_terminal();
-void end_line_on_terminal();
+void end_line_on_terminal(bool ended_input);
+
+// The streams have been released within the line: libedit does not touch the terminal any more, and
+// end_line_on_terminal restores it.
+void abandon_terminal();
 
 // Makes the process restore the terminal when it exits, in case it exits while another thread reads
 // a line, or between two lines read in bulk. A forked child does not touch the terminal.
 void restore_terminal_at_exit();
+
+// Restores the terminal if a line is being read, before the process aborts. Any thread and any
+// signal handler may call it.
+void restore_terminal_before_abort();
 
 // In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
 // other code that reads from the terminal meanwhile, or switches back. Does nothing if the terminal

@@ -21,6 +21,7 @@
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
 #include "editline/base/locale.h"
+#include "editline/base/streams.h"
 #include "editline/base/variables.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
@@ -284,7 +285,7 @@ static bool undo_search_step() {
 
 static bool more_has_been_typed() {
   int waiting = 0;
-  return ioctl(fileno(rl_instream), FIONREAD, &waiting) == 0 && waiting > 0;
+  return ioctl(input_descriptor(), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
 // Ends the search and has the editor read these keys next, after anything that is left of a user's

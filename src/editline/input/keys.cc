@@ -13,6 +13,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/streams.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
 #include "editline/input/wait.h"
@@ -41,7 +42,7 @@ static struct {
 
 // Waits for one byte and reads it. Returns as read does.
 static int read_from_terminal(int *byte) {
-  const int fd = fileno(rl_instream);
+  const int fd = input_descriptor();
   signed char value = 0;
   ssize_t got;
   wait_set_clear(&keys.ready);
@@ -57,6 +58,7 @@ static int read_from_terminal(int *byte) {
 // Reads one byte, as a signed char. Returns 1, 0 at the end of input, or -1 after an error. A hook
 // cannot tell the byte 255 from the end.
 static int read_byte(int *byte) {
+  if (rl_instream == nullptr) return 0;
   if (rl_getc_function == nullptr) return read_from_terminal(byte);
   *byte = rl_getc_function(rl_instream);
   return *byte == -1 ? 0 : 1;

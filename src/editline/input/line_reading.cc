@@ -7,8 +7,8 @@
 #include <cstdio>
 
 #include "editline/base/editor.h"
+#include "editline/base/streams.h"
 #include "editline/base/terminal.h"
-#include "editline/base/variables.h"
 #include "editline/input/bulk_guard.h"
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
@@ -24,7 +24,7 @@ static struct {
 
 static bool input_queue_is_empty() {
   int bytes = 0;
-  ioctl(fileno(rl_instream), FIONREAD, &bytes);
+  ioctl(input_descriptor(), FIONREAD, &bytes);
   return bytes == 0;
 }
 

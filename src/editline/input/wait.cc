@@ -11,8 +11,8 @@
 #include "editline/base/editor.h"
 #include "editline/base/kept_descriptor.h"
 #include "editline/base/locale.h"
+#include "editline/base/streams.h"
 #include "editline/base/terminal.h"
-#include "editline/base/variables.h"
 #include "editline/input/signals.h"
 #include "editline/screen/display.h"
 #include "editline/screen/drawing.h"
@@ -93,7 +93,7 @@ static void run_found_disposition(int signo) {
 // believes to be raw. If it is still raw it is not switched: keys may be arriving, and must not
 // find it cooked.
 static void restore_raw_terminal() {
-  if (terminal_is_raw(fileno(rl_instream))) return;
+  if (terminal_is_raw(input_descriptor())) return;
   make_terminal_cooked();
   make_terminal_raw();
 }
@@ -222,11 +222,14 @@ void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
   begin_callback_signals(own_handlers);
   begin_output();
   const bool left = leave_editor_locale();
+  note_streams();
   call_with_signals(call);
+  const bool lost = !keep_unchanged_streams();
   if (left) enter_editor_locale();
   end_callback_signals(own_handlers);
   apply();
   end_output();
+  if (lost) abandon_terminal();
 }
 
 }  // namespace lineedit

@@ -46,6 +46,10 @@ bool input_was_dropped(int descriptor);
 // read. INT and TSTP wait for the next wait_for_input. If `own_handlers`, the caller has just
 // installed its own dispositions for these two, and they apply at once; the terminal is restored
 // before a default action.
+//
+// If `call` closes or replaces a stream, it must have set its variable to null when it returns, or
+// the layer must be able to tell by the descriptor. The line then ends as at the end of input, and
+// both streams stay null.
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers);
 
 }  // namespace lineedit

@@ -7,6 +7,7 @@
 
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
+#include "editline/base/streams.h"
 #include "editline/base/terminal.h"
 #include "editline/base/variables.h"
 #include "editline/screen/drawing.h"
@@ -29,17 +30,17 @@ static bool line_is_shown() {
 
 void begin_output() {
   if (!line_is_shown()) return;
-  make_reads_wait(fileno(rl_instream), true);
+  make_reads_wait(input_descriptor(), true);
   update_drawing();
   mute_editor(false);
   output.moved = move_below_line();
   output.watched = fills_several_rows();
-  if (output.watched) begin_output_watch(fileno(rl_outstream));
+  if (output.watched) begin_output_watch(output_descriptor());
 }
 
 static bool nothing_was_written() {
   fflush(editor_stream());
-  fflush(rl_outstream);
+  if (rl_outstream != nullptr) fflush(rl_outstream);
   return output.watched && !output_was_written();
 }
 
@@ -54,7 +55,7 @@ void redraw_line() {
 
 void end_output() {
   if (!line_is_shown()) return;
-  make_reads_wait(fileno(rl_instream), false);
+  make_reads_wait(input_descriptor(), false);
   mute_editor(true);
   if (rl_done != 0 && line_cursor() != line_length()) {
     // The read is over: later output must not overwrite the line.

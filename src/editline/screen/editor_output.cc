@@ -17,6 +17,7 @@ static struct {
 
 // Control characters of the line are drawn as ^G, so a bell is a bell.
 static ssize_t take_output(void *, const char *bytes, size_t size) {
+  if (rl_outstream == nullptr) return static_cast<ssize_t>(size);
   if (!output.muted) {
     fwrite(bytes, 1, size, rl_outstream);
     fflush(rl_outstream);

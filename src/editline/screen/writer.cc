@@ -14,6 +14,7 @@
 #include <iterator>
 
 #include "editline/base/editor.h"
+#include "editline/base/streams.h"
 #include "editline/base/variables.h"
 
 namespace lineedit {
@@ -114,10 +115,10 @@ void write_control(Control control, int argument) {
 // Not through the stream, which would cost more than all the drawing of a typed character.
 void flush_writer() {
   if (writer.size == 0) return;
-  if (__fpending(rl_outstream) > 0) fflush(rl_outstream);
+  if (rl_outstream != nullptr && __fpending(rl_outstream) > 0) fflush(rl_outstream);
   const char *at = writer.bytes;
   ssize_t written;
-  while (writer.size > 0 && (written = write(fileno(rl_outstream), at, writer.size)) > 0) {
+  while (writer.size > 0 && (written = write(output_descriptor(), at, writer.size)) > 0) {
     at += written;
     writer.size -= static_cast<size_t>(written);
   }
