@@ -1,8 +1,6 @@
 // The editor's input hook: waits for the next key, and handles log events between keys.
 #include "Cli/input/character_reader.h"
 
-#include <unistd.h>
-
 #include "Cli/input/log_monitor.h"
 #include "editline/readline.h"
 
@@ -33,7 +31,7 @@ int read_char(FILE *) {
   lineedit::wait_set_clear(&waiting);
   do {
     wait_for_key(fd);
-    got = read(fd, &key, 1);
-  } while (got == 0 && lineedit::input_was_dropped(fd));
+    got = lineedit::read_byte(fd, &key);
+  } while (got == lineedit::wait_again);
   return got == 1 ? static_cast<signed char>(key) : -1;
 }

@@ -16,6 +16,9 @@ namespace lineedit {
 static struct {
   // The settings at the start of the current line, or of the first line read in bulk.
   TerminalSettings line_start;
+  // libedit still takes the terminal to be raw. It has been given back without libedit, which would
+  // have waited until stopped output goes on.
+  bool editor_is_behind;
   // The process that restores the terminal at its exit; 0 before the first editor.
   pid_t owner;
 } terminal_state;
@@ -28,7 +31,7 @@ void read_terminal_settings(TerminalSettings *found, int descriptor) {
 }
 
 void restore_terminal_settings(const TerminalSettings *found) {
-  if (found->known) tcsetattr(found->descriptor, TCSADRAIN, &found->settings);
+  if (found->known) tcsetattr(found->descriptor, TCSANOW, &found->settings);
 }
 
 bool terminal_echoes(const TerminalSettings *found) {
@@ -95,6 +98,14 @@ static void switch_terminal(int raw) {
   set_editing(editing);
 }
 
+// Has libedit give the terminal back, too, which changes nothing there. Sets errno if that fails.
+static void catch_editor_up() {
+  if (!terminal_state.editor_is_behind) return;
+  switch_terminal(0);
+  restore_terminal_settings(&terminal_state.line_start);
+  terminal_state.editor_is_behind = errno != 0;
+}
+
 // A terminal without echo is left alone: editing is off there from the start. On other terminals
 // the bulk-input guard may have turned editing off. libedit does not report success; if errno is
 // still 0, no system call has failed.
@@ -102,16 +113,28 @@ bool make_terminal_raw() {
   if (!editor.has_terminal) return true;
   if (!editing_is_on() && !editor.tty_overflow_fix) return true;
   errno = 0;
+  catch_editor_up();
   switch_terminal(1);
   editor.terminal_is_raw = errno == 0 || terminal_is_raw(fileno(rl_instream));
   return editor.terminal_is_raw;
 }
 
+static void note_given_back() {
+  editor.terminal_is_raw = false;
+  terminal_state.editor_is_behind = true;
+}
+
 void make_terminal_cooked() {
   if (!editor.has_terminal || !editor.terminal_is_raw) return;
-  switch_terminal(0);
-  editor.terminal_is_raw = false;
-  restore_uncooked_settings();
+  if (terminal_state.line_start.known)
+    restore_terminal_settings(&terminal_state.line_start);
+  else
+    switch_terminal(0);
+  note_given_back();
+}
+
+void leave_terminal_to_parent() {
+  if (editor.terminal_is_raw) note_given_back();
 }
 
 void begin_line_on_terminal() {

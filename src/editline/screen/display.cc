@@ -12,6 +12,7 @@
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
 #include "editline/screen/output_watch.h"
+#include "editline/screen/writer.h"
 
 namespace lineedit {
 
@@ -33,12 +34,13 @@ void begin_output() {
   update_drawing();
   mute_editor(false);
   output.moved = move_below_line();
+  close_terminal();
   output.watched = fills_several_rows();
   if (output.watched) begin_output_watch(fileno(rl_outstream));
 }
 
 static bool nothing_was_written() {
-  fflush(rl_outstream);
+  flush_stream();
   return output.watched && !output_was_written();
 }
 
