@@ -96,11 +96,10 @@ static ssize_t write_to_stopped(int descriptor, const void *bytes, size_t size) 
   if (!waiting.blocked) return write(descriptor, bytes, size);
   while (!signal_was_noted() || takes_output(descriptor)) {
     const ssize_t written = write_with_signals(descriptor, bytes, size);
-    if (written >= 0) return written;
-    if (signal_was_noted()) continue;
-    if (errno == EAGAIN && wait_for_room(descriptor)) continue;
-    if (errno != EINTR && errno != EAGAIN) return written;
-    if (call_was_ended()) break;
+    const bool exchanged = written < 0 && errno == EINVAL && signal_was_noted();
+    if (exchanged) break;
+    if (written >= 0 || (errno != EINTR && errno != EAGAIN)) return written;
+    if (errno == EINTR ? call_was_ended() : !wait_for_room(descriptor)) break;
   }
   errno = EINTR;
   return -1;
