@@ -284,7 +284,7 @@ int wait_for_input(int count, WaitSet *readable) {
 
 // --- Reading ------------------------------------------------------------------------------------
 
-[[gnu::noinline]] static ssize_t read_with_signals(int descriptor, char *byte) {
+static ssize_t read_with_signals(int descriptor, char *byte) {
   if (!waiting.blocked) return read(descriptor, byte, 1);
   const int own = let_signals_end_calls(descriptor);
   const ssize_t got = read(own, byte, 1);
@@ -294,16 +294,15 @@ int wait_for_input(int count, WaitSet *readable) {
 }
 
 // For a raw terminal, which reports the end of input and no input in the same way.
-[[gnu::noinline]] static bool input_was_dropped(int descriptor) {
+static bool input_was_dropped(int descriptor) {
   struct pollfd entry = {descriptor, POLLIN, 0};
   return poll(&entry, 1, 0) >= 0 && (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
-// The raw terminal of a line never makes a read wait, so that the common key takes one call.
-ssize_t read_byte(int descriptor, char *byte) {
+// A read of a raw terminal has returned nothing.
+ssize_t read_byte_slowly(int descriptor, char *byte) {
   if (!editor.terminal_is_raw) return read_with_signals(descriptor, byte);
-  const ssize_t got = read(descriptor, byte, 1);
-  return got == 0 && input_was_dropped(descriptor) ? wait_again : got;
+  return input_was_dropped(descriptor) ? wait_again : 0;
 }
 
 // --- Callbacks -----------------------------------------------------------------------------------
