@@ -91,7 +91,7 @@ char *readline(const char *prompt) {
 
 void rl_tty_overflow_fix(int on) { bulk_guard_request(on); }
 
-void give_terminal_back() { restore_terminal_before_abort(); }
+void give_terminal_back() { restore_terminal(); }
 
 // --- The line being edited -----------------------------------------------------------------------
 

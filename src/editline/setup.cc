@@ -20,6 +20,7 @@
 #include "editline/commands/history_walk.h"
 #include "editline/commands/readable_history.h"
 #include "editline/commands/settings_file.h"
+#include "editline/input/forked_child.h"
 #include "editline/input/keys.h"
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
@@ -85,6 +86,7 @@ bool set_up_editor() {
   choose_editor_locale();
   const bool entered = enter_editor_locale();
   restore_terminal_at_exit();
+  release_forked_children();
   if (rl_instream == nullptr) rl_instream = stdin;
   if (rl_outstream == nullptr) rl_outstream = stdout;
 

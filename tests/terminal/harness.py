@@ -664,6 +664,10 @@ class Shell:
         """The terminal's settings at this moment."""
         return read_settings(self._slave)
 
+    def output_is_stopped(self):
+        """Whether the terminal takes no output now."""
+        return not select.select([], [self._slave], [], 0)[1]
+
     def is_editing(self):
         """Whether the terminal is in the mode in which a line is edited."""
         return is_raw(self._slave)

@@ -257,6 +257,59 @@ class TestWithInputWaiting:
         assert shell.wait_for_end() == -number
 
 
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGCONT,
+                                    signal.SIGWINCH], ids=lambda number: number.name)
+class TestAHandlerThatTheCompleterInstalls:
+    @pytest.fixture
+    def shell(self, shell, number):
+        shell.do("def completer(key, line, position):\n"
+                 "    report_signals(%d)\n"
+                 "    return 'd'" % number)
+        shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+        shell.type("<tab>")
+        shell.wait_for_cursor_row("> abcd")
+        return shell
+
+    def test_it_stays_after_the_read(self, shell, number):
+        shell.type("<enter>")
+        assert shell.outcome() == Returned("abcd")
+        shell.do("os.kill(os.getpid(), %d)" % number)
+        assert shell.next_report("signal")["number"] == number
+
+    def test_in_the_read_it_gets_its_signal_like_any_other(self, shell, number):
+        shell.signal(number)
+        shell.type("e<enter>")
+        assert shell.outcome() == Returned("abcde")
+        assert shell.next_report("signal")["number"] == number
+        shell.assert_settings_as_before()
+
+
+def test_a_default_action_that_the_completer_restores_gives_the_terminal_back(shell):
+    shell.do("report_signals(signal.SIGTERM)\n"
+             "def completer(key, line, position):\n"
+             "    signal.signal(signal.SIGTERM, signal.SIG_DFL)\n"
+             "    return 'd'")
+    shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+    shell.type("<tab>")
+    shell.wait_for_cursor_row("> abcd")
+    shell.signal(signal.SIGTERM)
+    assert shell.wait_for_end() == -signal.SIGTERM
+    shell.assert_settings_as_before()
+
+
+def test_a_handler_that_the_main_thread_installs_while_another_reads(shell):
+    """It stays in force, too."""
+    shell.do("import threading\n"
+             "reader = threading.Thread(target=lambda: report('line', line=Tavorin.readline('> ')))\n"
+             "reader.start()")
+    shell.wait_until(shell.is_editing, "a line to be edited")
+    shell.do("report_signals(signal.SIGTERM)")
+    shell.type("abc<enter>")
+    assert shell.next_report("line")["line"] == "abc"
+    shell.do("reader.join()\nos.kill(os.getpid(), signal.SIGTERM)")
+    shell.next_report("signal")
+
+
 def test_a_completer_that_closes_every_descriptor(shell):
     """As a careless way to start a program does."""
     shell.do("def completer(key, line, position):\n"

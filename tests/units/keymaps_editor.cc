@@ -57,14 +57,14 @@ rl_completion_func_t *rl_attempted_completion_function;
 
 rl_command_func_t *rl_named_function(const char *name) {
   note("named " + std::string(name));
-  const auto found = editor.commands.find(name);
-  return found == editor.commands.end() ? nullptr : found->second;
+  const auto found = ::editor.commands.find(name);
+  return found == ::editor.commands.end() ? nullptr : found->second;
 }
 
 char **rl_invoking_keyseqs_in_map(rl_command_func_t *function, Keymap map) {
   note("sequences " + name_of(function) + in_keymap(map));
-  const auto found = editor.sequences.find({name_of(function), keymap_index(map)});
-  return found == editor.sequences.end() ? nullptr : list_of(found->second);
+  const auto found = ::editor.sequences.find({name_of(function), keymap_index(map)});
+  return found == ::editor.sequences.end() ? nullptr : list_of(found->second);
 }
 
 int rl_bind_keyseq_in_map(const char *keyseq, rl_command_func_t *function, Keymap map) {

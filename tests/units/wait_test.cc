@@ -1,11 +1,13 @@
 // Waiting on descriptors: the set, which has no largest descriptor, and the wait itself.
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "editline/base/wait_set.h"
 #include "editline/readline.h"
@@ -295,6 +297,98 @@ LAYER_TEST(Wait, AForkedChildChangesNothingForItsParent) {
   EXPECT_EQ(wait_for(&set, {full.in}), 1);
   EXPECT_EQ(handled[SIGUSR1], 0);
   unblock_signals();
+}
+
+// --- A read of input that has gone meanwhile -----------------------------------------------------
+
+// What happens at the next read of the layer's, once. The linker wraps the call.
+static void (*before_read)();
+
+extern "C" {
+ssize_t __real_read(int descriptor, void *bytes, size_t size);
+
+ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
+  void (*const action)() = before_read;
+  before_read = nullptr;
+  if (action != nullptr) action();
+  return __real_read(descriptor, bytes, size);
+}
+}
+
+static int input_end;
+
+static void type_a_line(int signo) {
+  count_signal(signo);
+  EXPECT_EQ(write(input_end, "line\n", 5), 5);
+}
+
+static void take_input_away() {
+  const int input = fileno(rl_instream);
+  const int flags = fcntl(input, F_GETFL);
+  char bytes[64];
+  if (tcflush(input, TCIFLUSH) == 0) return;
+  fcntl(input, F_SETFL, flags | O_NONBLOCK);
+  while (__real_read(input, bytes, sizeof bytes) > 0) continue;
+  fcntl(input, F_SETFL, flags);
+}
+
+static void interrupt_once_it_sleeps() {
+  const pid_t reader = getpid();
+  if (fork() != 0) return;
+  const std::string path = "/proc/" + std::to_string(reader) + "/syscall";
+  const std::string reading = std::to_string(SYS_read) + " ";
+  char now[16] = "";
+  while (strncmp(now, reading.c_str(), reading.size()) != 0) {
+    FILE *file = fopen(path.c_str(), "r");
+    if (file == nullptr || fgets(now, sizeof now, file) == nullptr) now[0] = '\0';
+    if (file != nullptr) fclose(file);
+  }
+  kill(reader, SIGINT);
+  _exit(0);
+}
+
+static const struct {
+  const char *name;
+  void (*before_read)();
+} late_reads[] = {
+    {"a signal that comes before the read",
+     [] {
+       take_input_away();
+       raise(SIGINT);
+     }},
+    {"a signal that comes in the read",
+     [] {
+       take_input_away();
+       interrupt_once_it_sleeps();
+     }},
+};
+
+static void expect_signals_to_end_reads() {
+  set_handler(SIGINT, type_a_line);
+  rl_getc_function = nullptr;
+  for (const auto &row : late_reads) {
+    SCOPED_TRACE(row.name);
+    handled[SIGINT] = 0;
+    ASSERT_EQ(write(input_end, "x\n", 2), 2);
+    before_read = row.before_read;
+    EXPECT_EQ(read_next_line(), "line");
+    EXPECT_EQ(handled[SIGINT], 1);
+  }
+}
+
+LAYER_TEST(LateRead, ASignalEndsItOnATerminalWithoutEcho) {
+  struct termios settings = pty_settings(&terminal);
+  settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  tcsetattr(terminal.slave, TCSANOW, &settings);
+  input_end = terminal.master;
+  expect_signals_to_end_reads();
+}
+
+LAYER_TEST(LateRead, ASignalEndsItOnAPipe) {
+  const Pipe input = make_pipe();
+  rl_instream = fdopen(input.in, "r");
+  input_end = input.out;
+  expect_signals_to_end_reads();
 }
 
 // --- Without means -------------------------------------------------------------------------------

@@ -19,3 +19,5 @@ void acquireGil() {
   PyEval_RestoreThread(savedPyThreadState);
   savedPyThreadState = nullptr;
 }
+
+void forget_released_gil() { savedPyThreadState = nullptr; }

@@ -9,3 +9,5 @@
 PyThreadState *releaseGil();
 // Acquires the lock again with the saved thread state.
 void acquireGil();
+// For a forked child, in which the thread that released the lock does not exist.
+void forget_released_gil();

@@ -2,7 +2,6 @@
 #include "Cli/input/character_reader.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "Cli/input/log_monitor.h"
 #include "editline/readline.h"
@@ -46,7 +45,7 @@ int read_char(FILE *) {
   closed_log = -1;
   do {
     if (!wait_for_key(fd)) return -1;
-    got = read(fd, &key, 1);
-  } while (got == 0 && lineedit::input_was_dropped(fd));
+    got = lineedit::read_byte(fd, &key);
+  } while (got == lineedit::wait_again);
   return got == 1 ? static_cast<signed char>(key) : -1;
 }

@@ -2,17 +2,14 @@
 #include "editline/base/kept_descriptor.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 namespace lineedit {
 
-static constexpr int lowest_number = 10;
+// Where the layer's descriptors are stored.
+static int *keepers[3];
 
-// Where the layer's two descriptors are stored.
-static int *keepers[2];
-
-static void close_in_child() {
+void close_kept_descriptors() {
   for (int *kept : keepers) {
     if (kept == nullptr) continue;
     if (*kept >= 0) close(*kept);
@@ -21,18 +18,17 @@ static void close_in_child() {
 }
 
 static void remember(int *kept) {
-  if (keepers[0] == nullptr) pthread_atfork(nullptr, nullptr, close_in_child);
   for (int *&keeper : keepers) {
     if (keeper == nullptr) keeper = kept;
     if (keeper == kept) return;
   }
 }
 
-void keep_descriptor(int made, int *kept) {
+void keep_descriptor(int made, int *kept, int lowest) {
   remember(kept);
-  *kept = -1;
-  if (made < 0) return;
-  *kept = fcntl(made, F_DUPFD_CLOEXEC, lowest_number);
+  *kept = made;
+  if (made < 0 || made >= lowest) return;
+  *kept = fcntl(made, F_DUPFD_CLOEXEC, lowest);
   close(made);
 }
 

@@ -4,10 +4,13 @@
 
 namespace lineedit {
 
-// Moves the new descriptor `made` to a number that cannot be mistaken for a closed standard stream,
-// and stores it in `*kept`; stores -1 if `made` is negative or no number is free. It is closed on
-// exec. A forked child closes it and sets `*kept` to -1, because it still refers to the parent's
-// object.
-void keep_descriptor(int made, int *kept);
+// Moves the new descriptor `made` to a number of at least `lowest`, so that it cannot be mistaken
+// for a closed standard stream, and stores it in `*kept`; stores -1 if `made` is negative or no
+// number is free. It is closed on exec, as `made` must be.
+void keep_descriptor(int made, int *kept, int lowest = 10);
+
+// For a forked child: closes all of them and stores -1, because they still refer to the parent's
+// objects.
+void close_kept_descriptors();
 
 }  // namespace lineedit

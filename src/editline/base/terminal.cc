@@ -21,6 +21,9 @@ static struct {
   TerminalSettings line_start;
   // The output's descriptor at that time.
   int output;
+  // libedit still takes the terminal to be raw. It has been given back without libedit, which would
+  // have waited until stopped output goes on.
+  bool editor_is_behind;
   // The process that restores the terminal at its exit; 0 before the first editor.
   pid_t owner;
 } terminal_state;
@@ -40,7 +43,7 @@ void read_terminal_settings(TerminalSettings *found, int descriptor) {
 }
 
 void restore_terminal_settings(const TerminalSettings *found) {
-  if (found->known) tcsetattr(found->descriptor, TCSADRAIN, &found->settings);
+  if (found->known) tcsetattr(found->descriptor, TCSANOW, &found->settings);
 }
 
 bool terminal_echoes(const TerminalSettings *found) {
@@ -99,26 +102,26 @@ static bool input_reaches_terminal() {
   return !found->known || terminal_behind(found->descriptor) == found->terminal;
 }
 
-static bool restore_line_start_through(int descriptor, int when) {
+static bool restore_line_start_through(int descriptor) {
   const TerminalSettings *found = &terminal_state.line_start;
   return descriptor >= 0 && terminal_behind(descriptor) == found->terminal &&
-         tcsetattr(descriptor, when, &found->settings) == 0;
+         tcsetattr(descriptor, TCSANOW, &found->settings) == 0;
 }
 
-static void restore_line_start_through_own_terminal(int when) {
+static void restore_line_start_through_own_terminal() {
   const int descriptor = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
-  restore_line_start_through(descriptor, when);
+  restore_line_start_through(descriptor);
   if (descriptor >= 0) close(descriptor);
 }
 
 // Through the first descriptor that reaches the terminal. Only system calls, so that a signal
 // handler and any thread may call it.
-static void restore_line_start(int when) {
+static void restore_line_start() {
   if (!terminal_state.line_start.known) return;
   for (const int descriptor :
        {terminal_state.line_start.descriptor, terminal_state.output, STDERR_FILENO})
-    if (restore_line_start_through(descriptor, when)) return;
-  restore_line_start_through_own_terminal(when);
+    if (restore_line_start_through(descriptor)) return;
+  restore_line_start_through_own_terminal();
 }
 
 // --- Raw and cooked ------------------------------------------------------------------------------
@@ -127,7 +130,7 @@ static void restore_line_start(int when) {
 // normal mode, which is undone here.
 static void restore_uncooked_settings() {
   const TerminalSettings *found = &terminal_state.line_start;
-  if (found->known && (found->settings.c_lflag & ICANON) == 0) restore_terminal_settings(found);
+  if (found->known && (found->settings.c_lflag & ICANON) == 0) restore_line_start();
 }
 
 // libedit does not switch the terminal while editing is off, so editing is turned on for the call.
@@ -138,6 +141,14 @@ static void switch_terminal(int raw) {
   set_editing(editing);
 }
 
+// Has libedit give the terminal back, too, which changes nothing there. Sets errno if that fails.
+static void catch_editor_up() {
+  if (!terminal_state.editor_is_behind) return;
+  if (input_reaches_terminal()) switch_terminal(0);
+  restore_line_start();
+  terminal_state.editor_is_behind = errno != 0;
+}
+
 // A terminal without echo is left alone: editing is off there from the start. On other terminals
 // the bulk-input guard may have turned editing off. libedit does not report success; if errno is
 // still 0, no system call has failed.
@@ -145,19 +156,28 @@ bool make_terminal_raw() {
   if (!editor.has_terminal) return true;
   if (!editing_is_on() && !editor.tty_overflow_fix) return true;
   errno = 0;
+  catch_editor_up();
   switch_terminal(1);
   editor.terminal_is_raw = errno == 0 || terminal_is_raw(input_descriptor());
   return editor.terminal_is_raw;
 }
 
+static void note_given_back() {
+  editor.terminal_is_raw = false;
+  terminal_state.editor_is_behind = true;
+}
+
 void make_terminal_cooked() {
   if (!editor.has_terminal || !editor.terminal_is_raw) return;
-  if (input_reaches_terminal())
-    switch_terminal(0);
+  if (terminal_state.line_start.known)
+    restore_line_start();
   else
-    restore_line_start(TCSADRAIN);
-  editor.terminal_is_raw = false;
-  restore_uncooked_settings();
+    switch_terminal(0);
+  note_given_back();
+}
+
+void leave_terminal_to_parent() {
+  if (editor.terminal_is_raw) note_given_back();
 }
 
 void begin_line_on_terminal() {
@@ -173,7 +193,7 @@ void abandon_terminal() {
 }
 
 static void restore_abandoned_terminal() {
-  restore_line_start(TCSADRAIN);
+  restore_line_start();
   editor.terminal_is_raw = false;
   set_editing(true);
 }
@@ -182,24 +202,19 @@ void end_line_on_terminal(bool ended_input) {
   if (rl_instream == nullptr && editor.terminal_is_raw)
     restore_abandoned_terminal();
   else if (ended_input && !input_reaches_terminal())
-    restore_line_start(TCSADRAIN);
+    restore_line_start();
   else if (!editor.terminal_is_raw)
     restore_uncooked_settings();
 }
 
 // --- The exit ------------------------------------------------------------------------------------
 
-static void restore_terminal(int when) {
-  if (editor.terminal_is_raw && getpid() == terminal_state.owner) restore_line_start(when);
+void restore_terminal() {
+  if (editor.terminal_is_raw && getpid() == terminal_state.owner) restore_line_start();
 }
 
-static void restore_at_exit() { restore_terminal(TCSADRAIN); }
-
-// Without waiting for output, which the user may have stopped.
-void restore_terminal_before_abort() { restore_terminal(TCSANOW); }
-
 void restore_terminal_at_exit() {
-  if (terminal_state.owner == 0) atexit(restore_at_exit);
+  if (terminal_state.owner == 0) atexit(restore_terminal);
   terminal_state.owner = getpid();
 }
 

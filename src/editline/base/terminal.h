@@ -35,9 +35,13 @@ void preserve_terminal_flags();
 
 // Switch the terminal between editing (raw, no echo) and the shell's settings. Neither does
 // anything without a terminal, or while editing is off unless the bulk-input guard is armed. The
-// first returns false if it fails.
+// first returns false if it fails. The second does not wait for output, which may be stopped, and
+// may be called by a signal handler.
 bool make_terminal_raw();
 void make_terminal_cooked();
+// For a forked child: the terminal is its parent's, and the child leaves it as it is until it reads
+// a line itself.
+void leave_terminal_to_parent();
 
 // Bracket the reading of a line: the second restores the settings that the first found. If the
 // terminal was already raw, those are the settings found for an earlier line. `ended_input` says
@@ -54,9 +58,9 @@ void abandon_terminal();
 // a line, or between two lines read in bulk. A forked child does not touch the terminal.
 void restore_terminal_at_exit();
 
-// Restores the terminal if a line is being read, before the process aborts. Any thread and any
-// signal handler may call it.
-void restore_terminal_before_abort();
+// Restores the terminal if a line is being read, before the process ends. Any thread and any signal
+// handler may call it.
+void restore_terminal();
 
 // In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
 // other code that reads from the terminal meanwhile, or switches back. Does nothing if the terminal

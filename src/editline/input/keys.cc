@@ -43,21 +43,21 @@ static struct {
 // Waits for one byte and reads it. Returns as read does.
 static int read_from_terminal(int *byte) {
   const int fd = input_descriptor();
-  signed char value = 0;
+  char key = 0;
   ssize_t got;
   wait_set_clear(&keys.ready);
   do {
     do wait_set_add(&keys.ready, fd);
     while (wait_for_input(fd + 1, &keys.ready) <= 0);
-    got = read(fd, &value, 1);
-  } while (got == 0 && input_was_dropped(fd));
-  *byte = value;
+    got = read_byte(fd, &key);
+  } while (got == wait_again);
+  *byte = static_cast<signed char>(key);
   return static_cast<int>(got);
 }
 
 // Reads one byte, as a signed char. Returns 1, 0 at the end of input, or -1 after an error. A hook
 // cannot tell the byte 255 from the end.
-static int read_byte(int *byte) {
+static int next_byte(int *byte) {
   if (rl_instream == nullptr) return 0;
   if (rl_getc_function == nullptr) return read_from_terminal(byte);
   *byte = rl_getc_function(rl_instream);
@@ -101,7 +101,7 @@ static int read_character(wchar_t *character) {
   if (keys.pending_count == 0) return take_end();
   while (!take_pending(character)) {
     int byte;
-    const int got = read_byte(&byte);
+    const int got = next_byte(&byte);
     if (got == 1)
       keys.pending[keys.pending_count++] = static_cast<char>(byte);
     else
@@ -118,7 +118,7 @@ static bool decodes_input() {
 static int read_from_input(wchar_t *character) {
   int byte;
   if (keys.pending_count > 0 || keys.ended) return read_character(character);
-  const int got = read_byte(&byte);
+  const int got = next_byte(&byte);
   if (got != 1) return got;
   *character = byte;
   if (byte >= 0 || !decodes_input()) return 1;

@@ -1,6 +1,7 @@
 // Signal handlers while a line is read.
 #include "editline/input/signals.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -21,6 +22,8 @@ static constexpr sig_atomic_t arrived = 1;
 static constexpr sig_atomic_t passed_on_already = 2;
 
 static struct {
+  // The process that reads lines; 0 before the first line.
+  pid_t process;
   // Our handlers are in place; `reader`, `mask` and `found` are valid.
   bool installed;
   pthread_t reader;
@@ -35,7 +38,11 @@ static struct {
   volatile sig_atomic_t any_noted;
   // Signals whose default action our handler replaces during a callback.
   volatile sig_atomic_t covered[watched_count];
-} signals;
+  // What the reading thread reads or writes with signals let in, and what a handler puts in its
+  // place.
+  volatile sig_atomic_t called;
+  volatile sig_atomic_t instead;
+} signals = {0, false, {}, {}, {}, 0, {}, 0, {}, -1, -1};
 
 static int index_of(int signo) {
   int which = 0;
@@ -67,6 +74,7 @@ static bool ends_process(int signo) {
 static void note(int which, sig_atomic_t mark) {
   signals.noted[which] = mark;
   signals.any_noted = 1;
+  if (signals.called >= 0) dup3(signals.instead, signals.called, O_CLOEXEC);
 }
 
 // Installs a disposition for the signal being handled and sends the signal to this thread again,
@@ -102,10 +110,34 @@ static void arrived_in_callback(int which) {
   redeliver(covered ? &default_action : &signals.found[which], watched[which]);
 }
 
+static void signal_arrived(int signo);
+
+void restore_dispositions_in_child() {
+  for (int which = 0; which < watched_count; ++which) {
+    struct sigaction current;
+    sigaction(watched[which], nullptr, &current);
+    if (current.sa_handler != signal_arrived) continue;
+    const struct sigaction default_action = {};
+    const bool covered = signals.covered[which] != 0;
+    sigaction(watched[which], covered ? &default_action : &signals.found[which], nullptr);
+  }
+  signals = {};
+  signals.process = getpid();
+  signals.called = signals.instead = -1;
+}
+
+// A child has just been forked, and not been released yet.
+static void arrived_in_new_child(int signo) {
+  restore_dispositions_in_child();
+  pthread_kill(pthread_self(), signo);
+}
+
 static void signal_arrived(int signo) {
   const int saved_errno = errno;
   const int which = index_of(signo);
-  if (pthread_equal(pthread_self(), signals.reader) == 0)
+  if (getpid() != signals.process)
+    arrived_in_new_child(signo);
+  else if (pthread_equal(pthread_self(), signals.reader) == 0)
     arrived_on_other_thread(which);
   else if (signals.in_callback != 0)
     arrived_in_callback(which);
@@ -115,6 +147,13 @@ static void signal_arrived(int signo) {
 }
 
 bool signal_was_noted() { return signals.any_noted != 0 && signals.installed; }
+
+bool in_callback() { return signals.in_callback != 0; }
+
+void let_signals_end_calls_on(int called, int instead) {
+  signals.instead = instead;
+  signals.called = instead >= 0 ? called : -1;
+}
 
 bool take_noted_signal(int *signo, bool *passed_on) {
   for (int which = 0; which < watched_count; ++which) {
@@ -145,6 +184,7 @@ static void install_handler(int which, struct sigaction *found) {
 }
 
 void install_signal_handlers() {
+  if (signals.process == 0) signals.process = getpid();
   signals.reader = pthread_self();
   signals.mask = blockable_signals();
   signals.installed = true;
@@ -168,12 +208,19 @@ void reinstall_displaced_handlers() {
   reinstall_signal_handler(SIGTSTP);
 }
 
+// Exchanges the two first, which takes one system call where the disposition is still ours.
+static void restore_found(int which) {
+  struct sigaction current;
+  sigaction(watched[which], &signals.found[which], &current);
+  if (current.sa_handler != signal_arrived) sigaction(watched[which], &current, nullptr);
+}
+
 // Signals that were noted but not acted on go to the restored dispositions.
 void restore_signal_handlers() {
   signals.installed = false;
   signals.any_noted = 0;
   for (int which = 0; which < watched_count; ++which) {
-    sigaction(watched[which], &signals.found[which], nullptr);
+    restore_found(which);
     if (signals.noted[which] == arrived) pthread_kill(pthread_self(), watched[which]);
     signals.noted[which] = 0;
   }
@@ -196,6 +243,15 @@ static void cover_default_action(int signo) {
   install_handler(index_of(signo), nullptr);
 }
 
+// A disposition that is not ours is the application's new one.
+static void adopt_disposition(int which) {
+  struct sigaction current;
+  sigaction(watched[which], nullptr, &current);
+  if (current.sa_handler == signal_arrived) return;
+  signals.found[which] = current;
+  if (!is_left_ignored(which)) install_handler(which, nullptr);
+}
+
 void begin_callback_signals(bool own_handlers) {
   if (!signals.installed) return;
   signals.in_callback = 1;
@@ -207,6 +263,8 @@ void begin_callback_signals(bool own_handlers) {
 void end_callback_signals(bool own_handlers) {
   if (!signals.installed) return;
   signals.in_callback = 0;
+  for (int which = 0; which < watched_count; ++which)
+    if (watched[which] != SIGINT && watched[which] != SIGTSTP) adopt_disposition(which);
   if (!own_handlers) return;
   reinstall_displaced_handlers();
   signals.covered[index_of(SIGINT)] = signals.covered[index_of(SIGTSTP)] = 0;

@@ -5,8 +5,10 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include "editline/base/editor.h"
 #include "editline/base/kept_descriptor.h"
@@ -18,6 +20,7 @@
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
 #include "editline/screen/size.h"
+#include "editline/screen/writer.h"
 
 namespace lineedit {
 
@@ -27,13 +30,82 @@ static struct {
   // The mask during the wait and after unblock_signals: the one from before block_signals, without
   // the admitted signals.
   sigset_t outside;
+  // The thread that has blocked them.
+  pthread_t holder;
   // The mask while they are blocked.
   sigset_t inside;
   // A signalfd, readable when a blocked signal has arrived. pselect alone changes the mask only if
   // it has to wait, so it would miss signals for as long as keys keep coming. Kept from line to
   // line; -1 if there is none.
   int arrivals;
-} waiting = {false, {}, {}, -1};
+} waiting = {false, {}, {}, {}, -1};
+
+// --- Calls with signals let in -------------------------------------------------------------------
+
+// Reads and writes go through a descriptor of their own, which a handler exchanges for one on which
+// they fail. So a signal that comes before the call has begun ends it, too. Without such a
+// descriptor only one that comes in the call does.
+static int let_signals_end_calls(int descriptor) {
+  const int own = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  let_signals_end_calls_on(own, waiting.arrivals);
+  pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
+  return own >= 0 ? own : descriptor;
+}
+
+static void block_signals_again(int own, int descriptor) {
+  const int error = errno;
+  pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+  let_signals_end_calls_on(-1, -1);
+  if (own != descriptor) close(own);
+  errno = error;
+}
+
+// --- A terminal that takes no output -------------------------------------------------------------
+
+static bool takes_output(int descriptor) {
+  struct pollfd entry = {descriptor, POLLOUT, 0};
+  return poll(&entry, 1, 0) == 1;
+}
+
+// Whether a signal has ended a call. In a callback it may have been the application's own.
+static bool call_was_ended() { return signal_was_noted() || in_callback(); }
+
+static bool wait_for_room(int descriptor) {
+  WaitSet writable = {};
+  const sigset_t *mask = waiting.blocked ? &waiting.outside : nullptr;
+  bool ended = false;
+  while (!ended && !takes_output(descriptor)) {
+    wait_set_add(&writable, descriptor);
+    ended = signal_was_noted() || (pselect(descriptor + 1, nullptr, wait_set_fds(&writable),
+                                           nullptr, nullptr, mask) < 0 &&
+                                   call_was_ended());
+  }
+  free(writable.words);
+  return !ended;
+}
+
+static ssize_t write_with_signals(int descriptor, const void *bytes, size_t size) {
+  const int own = let_signals_end_calls(descriptor);
+  const ssize_t written = write(own, bytes, size);
+  block_signals_again(own, descriptor);
+  return written;
+}
+
+// The application may have made its descriptor one that never waits.
+static ssize_t write_to_stopped(int descriptor, const void *bytes, size_t size) {
+  if (!waiting.blocked) return write(descriptor, bytes, size);
+  while (!signal_was_noted() || takes_output(descriptor)) {
+    const ssize_t written = write_with_signals(descriptor, bytes, size);
+    const bool exchanged = written < 0 && errno == EINVAL && signal_was_noted();
+    if (exchanged) break;
+    if (written >= 0 || (errno != EINTR && errno != EAGAIN)) return written;
+    if (errno == EINTR ? call_was_ended() : !wait_for_room(descriptor)) break;
+  }
+  errno = EINTR;
+  return -1;
+}
+
+static const StoppedTerminal stopped_terminal = {write_to_stopped, wait_for_room};
 
 // --- Blocking ------------------------------------------------------------------------------------
 
@@ -60,8 +132,10 @@ bool block_signals(const sigset_t *admitted) {
   sigorset(&waiting.inside, &waiting.outside, &set);
   for (int signo = 1; admitted != nullptr && signo < NSIG; ++signo)
     if (sigismember(admitted, signo) == 1) sigdelset(&waiting.outside, signo);
+  waiting.holder = pthread_self();
   waiting.blocked = true;
   watch_arrivals();
+  wait_for_stopped_terminal(&stopped_terminal);
   return true;
 }
 
@@ -71,12 +145,18 @@ void unblock_signals() {
   pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
 }
 
+void unblock_signals_in_child() {
+  if (waiting.blocked && pthread_equal(pthread_self(), waiting.holder) != 0) unblock_signals();
+  waiting.blocked = false;
+}
+
 // --- Acting on a signal, between two keys --------------------------------------------------------
 
 // Lets one signal through to the disposition that the read found. That may end or stop the process,
 // or jump out of the read. So everything is restored first, and set up again only if it returns.
 static void run_found_disposition(int signo) {
   const bool left = leave_editor_locale();
+  close_terminal();
   restore_signal_handlers();
   mute_editor(false);
   pthread_kill(pthread_self(), signo);
@@ -131,6 +211,8 @@ static void act_on_noted_signals() {
       act_on_interruption(signo);
     }
   }
+  // What a signal has kept from being written to a stopped terminal.
+  flush_writer();
 }
 
 // --- The wait ------------------------------------------------------------------------------------
@@ -139,12 +221,6 @@ static void act_on_noted_signals() {
 static bool reading_returns_at_once(int descriptor) {
   struct pollfd entry = {descriptor, POLLIN, 0};
   return poll(&entry, 1, 0) == 1;
-}
-
-bool input_was_dropped(int descriptor) {
-  struct pollfd entry = {descriptor, POLLIN, 0};
-  return editor.terminal_is_raw && poll(&entry, 1, 0) >= 0 &&
-         (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
 // select refuses a set with a closed descriptor. Keeps the descriptors that can be read and removes
@@ -195,7 +271,7 @@ static int select_with_signals(int count, WaitSet *readable) {
 }
 
 int wait_for_input(int count, WaitSet *readable) {
-  if (signal_was_noted()) act_on_noted_signals();
+  while (signal_was_noted()) act_on_noted_signals();
   const int ready = select_with_signals(count, readable);
   if (ready < 0 && errno == EBADF) return keep_readable_descriptors(count, readable);
   if (signal_was_noted()) {
@@ -204,6 +280,29 @@ int wait_for_input(int count, WaitSet *readable) {
     return -1;
   }
   return ready;
+}
+
+// --- Reading ------------------------------------------------------------------------------------
+
+static ssize_t read_with_signals(int descriptor, char *byte) {
+  if (!waiting.blocked) return read(descriptor, byte, 1);
+  const int own = let_signals_end_calls(descriptor);
+  const ssize_t got = read(own, byte, 1);
+  block_signals_again(own, descriptor);
+  const bool ended = signal_was_noted() || (got < 0 && (errno == EINTR || errno == EAGAIN));
+  return got <= 0 && ended ? wait_again : got;
+}
+
+// For a raw terminal, which reports the end of input and no input in the same way.
+static bool input_was_dropped(int descriptor) {
+  struct pollfd entry = {descriptor, POLLIN, 0};
+  return poll(&entry, 1, 0) >= 0 && (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
+}
+
+// A read of a raw terminal has returned nothing.
+ssize_t read_byte_slowly(int descriptor, char *byte) {
+  if (!editor.terminal_is_raw) return read_with_signals(descriptor, byte);
+  return input_was_dropped(descriptor) ? wait_again : 0;
 }
 
 // --- Callbacks -----------------------------------------------------------------------------------
@@ -215,7 +314,8 @@ static void call_with_signals(void (*call)()) {
   }
   pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
   call();
-  pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
+  // A child that the callback has forked holds none.
+  if (waiting.blocked) pthread_sigmask(SIG_SETMASK, &waiting.inside, nullptr);
 }
 
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {

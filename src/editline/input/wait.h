@@ -12,8 +12,12 @@
 // caller must block the signals itself, and unblock them where the jump lands.
 #pragma once
 
-#include <csignal>
+#include <unistd.h>
 
+#include <csignal>
+#include <cstddef>
+
+#include "editline/base/editor.h"
 #include "editline/base/wait_set.h"
 
 namespace lineedit {
@@ -32,10 +36,21 @@ void unblock_signals();
 // A closed descriptor counts as readable, since reading it fails at once.
 int wait_for_input(int count, WaitSet *readable);
 
-// For a read that returned no bytes after the wait. Returns true if the terminal has dropped the
-// input, as it does at Ctrl-C, and the caller should wait again; false at the end of input, which a
-// cooked terminal reports in the same way.
-bool input_was_dropped(int descriptor);
+// Reads one byte after the wait. The input may have gone meanwhile, as at Ctrl-C, and the read may
+// then have to wait: a signal ends that, too. Returns as read does, or `wait_again`.
+constexpr ssize_t wait_again = -2;
+ssize_t read_byte_slowly(int descriptor, char *byte);
+// Inline, because it runs for every key. The raw terminal of a line never makes a read wait.
+inline ssize_t read_byte(int descriptor, char *byte) {
+  if (editor.terminal_is_raw) {
+    const ssize_t got = read(descriptor, byte, 1);
+    if (got != 0) return got;
+  }
+  return read_byte_slowly(descriptor, byte);
+}
+
+// For a forked child: the signals are no longer blocked.
+void unblock_signals_in_child();
 
 // Runs `call`, a function of the application that may take long and may write to the terminal, with
 // the signals let in and in the thread's own locale. Then runs `apply`, which may change and redraw

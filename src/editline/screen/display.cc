@@ -13,6 +13,7 @@
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
 #include "editline/screen/output_watch.h"
+#include "editline/screen/writer.h"
 
 namespace lineedit {
 
@@ -34,13 +35,14 @@ void begin_output() {
   update_drawing();
   mute_editor(false);
   output.moved = move_below_line();
+  close_terminal();
   output.watched = fills_several_rows();
   if (output.watched) begin_output_watch(output_descriptor());
 }
 
 static bool nothing_was_written() {
   fflush(editor_stream());
-  if (rl_outstream != nullptr) fflush(rl_outstream);
+  flush_stream();
   return output.watched && !output_was_written();
 }
 

@@ -425,6 +425,7 @@ static void draw(const Line *line) {
 }
 
 void begin_drawing(bool edited) {
+  drop_unwritten();
   forget_screen_size();
   drawing.edited = edited;
   drawing.prompt_is_due = editor.has_terminal;
@@ -452,6 +453,7 @@ void end_drawing(bool next_row) {
   draw(&line);
   if (next_row) write_bytes("\r\n", 2);
   flush_writer();
+  close_terminal();
   drawing.edited = false;
 }
 

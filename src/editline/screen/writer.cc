@@ -1,11 +1,13 @@
 #include "editline/screen/writer.h"
 
 #include <curses.h>
+#include <fcntl.h>
 #include <histedit.h>
 #include <stdio_ext.h>
 #include <term.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -14,12 +16,16 @@
 #include <iterator>
 
 #include "editline/base/editor.h"
+#include "editline/base/kept_descriptor.h"
 #include "editline/base/streams.h"
 #include "editline/base/variables.h"
 
 namespace lineedit {
 
 static const char *const control_names[] = {"up", "nd", "ch", "ce", "cd", "cl", "IC", "DC"};
+
+static bool do_not_wait(int) { return true; }
+static const StoppedTerminal simply_waiting = {::write, do_not_wait};
 
 static struct {
   // The terminal's strings, by Control; owned by the editor. Empty or null if it has none.
@@ -30,7 +36,13 @@ static struct {
   char *bytes;
   size_t size;
   size_t room;
-} writer;
+  // The terminal, opened once more by ourselves: writes to it fail where others would wait, and the
+  // descriptor that the application shares stays as it is. -1 if it is not open.
+  int terminal;
+  // It cannot be opened, as after su.
+  bool cannot_open;
+  const StoppedTerminal *stopped;
+} writer = {{}, false, false, nullptr, 0, 0, -1, false, &simply_waiting};
 
 // --- Capabilities --------------------------------------------------------------------------------
 
@@ -112,18 +124,65 @@ void write_control(Control control, int argument) {
   tputs(string, 1, write_byte);
 }
 
+static void open_terminal() {
+  char name[32];
+  snprintf(name, sizeof name, "/proc/self/fd/%d", output_descriptor());
+  const int opened = open(name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  keep_descriptor(opened, &writer.terminal, STDERR_FILENO + 1);
+  writer.cannot_open = writer.terminal < 0;
+}
+
+void close_terminal() {
+  if (writer.terminal >= 0) close(writer.terminal);
+  writer.terminal = -1;
+  writer.cannot_open = false;
+}
+
+void wait_for_stopped_terminal(const StoppedTerminal *waiting) { writer.stopped = waiting; }
+
+static ssize_t write_at_once() { return write(writer.terminal, writer.bytes, writer.size); }
+
+// Nothing reaches a terminal that fails.
+static void take_written(ssize_t written) {
+  const size_t taken = written > 0 ? static_cast<size_t>(written) : writer.size;
+  writer.size -= taken;
+  memmove(writer.bytes, writer.bytes + taken, writer.size);
+}
+
+// Also where the terminal is not open yet. Returns false if a signal is to be acted on first.
+static bool write_slowly() {
+  if (writer.terminal < 0 && !writer.cannot_open) open_terminal();
+  ssize_t written = writer.terminal >= 0 ? write_at_once() : -1;
+  if (writer.terminal < 0 || (written < 0 && errno == EAGAIN))
+    written = writer.stopped->write(output_descriptor(), writer.bytes, writer.size);
+  if (written < 0 && errno == EINTR) return false;
+  take_written(written);
+  return true;
+}
+
+// Not inlined, so that the common write saves no registers.
+[[gnu::noinline]] static void write_rest(ssize_t written) {
+  if (written > 0) take_written(written);
+  while (writer.size > 0 && write_slowly()) continue;
+}
+
+void flush_stream() {
+  if (rl_outstream == nullptr || __fpending(rl_outstream) == 0) return;
+  if (writer.stopped->wait(output_descriptor())) fflush(rl_outstream);
+}
+
 // Not through the stream, which would cost more than all the drawing of a typed character.
 void flush_writer() {
   if (writer.size == 0) return;
-  if (rl_outstream != nullptr && __fpending(rl_outstream) > 0) fflush(rl_outstream);
-  const char *at = writer.bytes;
-  ssize_t written;
-  while (writer.size > 0 && (written = write(output_descriptor(), at, writer.size)) > 0) {
-    at += written;
-    writer.size -= static_cast<size_t>(written);
-  }
-  writer.size = 0;
+  flush_stream();
+  const ssize_t written = writer.terminal >= 0 ? write_at_once() : -1;
+  if (written == static_cast<ssize_t>(writer.size))
+    writer.size = 0;
+  else
+    write_rest(written);
 }
+
+void drop_unwritten() { writer.size = 0; }
 
 void wipe_writer() {
   if (writer.room > 0) explicit_bzero(writer.bytes, writer.room);

@@ -1,6 +1,8 @@
 // Writing to the terminal. Everything is kept until flush_writer, and then written at once.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 
 namespace lineedit {
@@ -32,8 +34,26 @@ void write_character(wchar_t character);
 // Writes a control that the terminal has. `argument` is for those that take one.
 void write_control(Control control, int argument = 0);
 
-// Writes what was kept to rl_outstream.
+// Writes what was kept to rl_outstream. If a signal ends that on a terminal that takes no more,
+// keeps the rest.
 void flush_writer();
+
+// Writes what the application has left in the buffer of rl_outstream.
+void flush_stream();
+
+// What to do with a terminal that takes no more for now, as after Ctrl-S.
+struct StoppedTerminal {
+  // Returns as write does, and -1 with EINTR if a signal is to be acted on first.
+  ssize_t (*write)(int descriptor, const void *bytes, size_t size);
+  // Waits until the terminal takes something. Returns false if a signal is to be acted on first.
+  bool (*wait)(int descriptor);
+};
+void wait_for_stopped_terminal(const StoppedTerminal *waiting);
+// Opens the terminal again at the next flush; for a line, and where the application may have closed
+// every descriptor, or has exchanged the terminal.
+void close_terminal();
+// Drops what was kept, for a new line.
+void drop_unwritten();
 
 void wipe_writer();
 

@@ -1,0 +1,169 @@
+"""Processes that are forked while a line is awaited: they are the shell's, not the editor's.
+
+A child has the shell's own dispositions and mask, and leaves its parent's terminal alone.
+"""
+
+import os
+import signal
+
+import pytest
+
+from harness import Returned
+from monitor import ScriptedMonitor
+
+# Where a child is forked. Each calls fork_child() once a line is being edited.
+COMPLETER = """
+def completer(key, line, position):
+    fork_child()
+    return "d"
+"""
+LOG_FUNCTION = """
+def on_log(first, second):
+    fork_child()
+    return 1
+Tavorin.loggingSyncEnabledIs("%s", on_log)
+"""
+THREAD = """
+import threading
+
+def forker():
+    os.read(os.open("go", os.O_RDONLY), 1)
+    fork_child()
+
+thread = threading.Thread(target=forker)
+thread.daemon = True
+thread.start()
+"""
+
+# A child that reports what it has got, and then is there until a signal ends it.
+CHILD = """
+import time
+
+def fork_child():
+    pid = os.fork()
+    if pid == 0:
+        report("child", pid=os.getpid(), masks=signal_masks())
+        while True:
+            time.sleep(0.01)
+    children.append(pid)
+
+children = []
+signal.signal(signal.SIGQUIT, signal.SIG_IGN)
+"""
+
+
+class Forking:
+    """A shell that forks in one of the three ways."""
+
+    def __init__(self, terminal, folder, way):
+        self.monitor = ScriptedMonitor(folder)
+        self.shell = terminal(variables=self.monitor.variables())
+        self.way = way
+        os.mkfifo(os.path.join(self.shell.home, "go"))
+        self.go = os.open(os.path.join(self.shell.home, "go"), os.O_RDWR)
+
+    def begin(self, child):
+        self.shell.do(child)
+        self.shell.do({"log": LOG_FUNCTION % self.monitor.name,
+                       "completer": COMPLETER, "thread": THREAD}[self.way])
+        self.masks = self.shell.do("signal_masks()")
+        completer = ", completer" if self.way == "completer" else ""
+        self.shell.begin_line("abc", "Tavorin.readline('> '%s)" % completer)
+
+    def fork(self):
+        if self.way == "completer":
+            self.shell.type("<tab>")
+        elif self.way == "log":
+            self.monitor.send((1, 2))
+        else:
+            os.write(self.go, b"x")
+
+    def close(self):
+        self.monitor.close()
+        os.close(self.go)
+
+    def typed(self):
+        return "abcd" if self.way == "completer" else "abc"
+
+
+@pytest.fixture(params=["completer", "log", "thread"])
+def forking(request, terminal, tmp_path):
+    forking = Forking(terminal, tmp_path, request.param)
+    yield forking
+    forking.close()
+
+
+def end_line(forking):
+    """The parent's line is edited as if nothing had been."""
+    shell = forking.shell
+    shell.wait_for_cursor_row("> " + forking.typed())
+    assert shell.is_editing()
+    shell.type("e<enter>")
+    assert shell.outcome() == Returned(forking.typed() + "e")
+    shell.assert_settings_as_before()
+
+
+def test_a_child_has_the_shell_s_dispositions_and_mask(forking):
+    forking.begin(CHILD)
+    forking.fork()
+    child = forking.shell.next_report("child")
+    os.kill(child["pid"], signal.SIGKILL)
+    assert child["masks"] == forking.masks
+    end_line(forking)
+    forking.shell.do("os.waitpid(children[0], 0)")
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP],
+                         ids=lambda number: number.name)
+def test_a_signal_to_a_child_is_the_child_s(forking, number):
+    forking.begin(CHILD)
+    forking.fork()
+    child = forking.shell.next_report("child")
+    os.kill(child["pid"], number)
+    forking.shell.wait_until(lambda: has_ended(child["pid"]), "the child to end")
+    end_line(forking)
+
+
+def has_ended(pid):
+    with open("/proc/%d/stat" % pid) as stat:
+        return stat.read().rpartition(")")[2].split()[0] == "Z"
+
+
+@pytest.mark.parametrize("way", ["completer", "thread"])
+def test_multiprocessing(terminal, tmp_path, way):
+    """Its processes are waited for when the shell ends."""
+    forking = Forking(terminal, tmp_path, way)
+    forking.begin("import multiprocessing, time\n"
+                  "def fork_child():\n"
+                  "    process = multiprocessing.Process(target=time.sleep, args=(1000,))\n"
+                  "    process.start()\n"
+                  "    process.terminate()\n"
+                  "    process.join()\n"
+                  "    report('joined', code=process.exitcode)\n")
+    forking.fork()
+    assert forking.shell.next_report("joined")["code"] == -signal.SIGTERM
+    end_line(forking)
+    forking.close()
+
+
+def test_a_child_reads_lines_of_its_own(forking):
+    """On another terminal, while its parent waits for a key."""
+    forking.begin("import pty\n"
+                  "def fork_child():\n"
+                  "    pid, master = pty.fork()\n"
+                  "    if pid == 0:\n"
+                  "        line = Tavorin.readline('child> ')\n"
+                  "        report('line', line=line, masks=signal_masks())\n"
+                  "        os._exit(0)\n"
+                  "    shown = ''\n"
+                  "    while 'child> ' not in shown:\n"
+                  "        shown += os.read(master, 1000)\n"
+                  "    os.write(master, 'xz\\x02y\\r')\n"
+                  "    try:\n"
+                  "        while os.read(master, 1000): pass\n"
+                  "    except OSError:\n"
+                  "        os.waitpid(pid, 0)\n")
+    forking.fork()
+    report = forking.shell.next_report("line")
+    assert report["line"] == "xyz"
+    end_line(forking)
