@@ -43,6 +43,12 @@ LAYER_TEST(RepeatCount, OfASequenceThatDoesNotEnd) {
   EXPECT_EQ(read_line({"x\n"}), "x");
 }
 
+// libedit waits within the sequence, when the count has been used.
+LAYER_TEST(RepeatCount, OfASequenceWithoutItsEnd) {
+  EXPECT_EQ(read_line({std::string("\0332\033[0\0x", 7), "\nabc\n"}).has_value(), true);
+  EXPECT_EQ(read_line({"x\n"}), "x");
+}
+
 LAYER_TEST(RepeatCount, TheEndOfInputInIt) {
   EXPECT_EQ(read_line({"abc\0333\033["}), std::nullopt);
   EXPECT_EQ(read_line({"abc\0333"}), std::nullopt);

@@ -2,11 +2,10 @@
 //
 // libedit 3.1-20221030 accepts a count of a million; the next key then takes seconds and hundreds
 // of megabytes. So the digits are read here, and libedit gets those of a smaller count. It accepts
-// digits only from keys that run its own command, ed-argument-digit. So keys for them are bound to
-// that command until the next key is read.
+// digits only from keys that run its own command, ed-argument-digit. So keys that nobody can type
+// are bound to that command.
 #include "editline/commands/repeat_count.h"
 
-#include <cstdio>
 #include <cwchar>
 #include <iterator>
 
@@ -75,38 +74,23 @@ static void read_rest(EditLine *el, Key *key) {
 
 // --- Passing the count to libedit ----------------------------------------------------------------
 
-// A digit's key: a sequence that no terminal sends, so no binding of the user's is in its place.
-static void write_key_name(char (&name)[8], wchar_t digit) {
-  snprintf(name, sizeof name, "\\e[0%c", static_cast<char>(digit));
-}
+// Begins a digit's key, behind an Escape: no character, so the key can be neither typed nor bound.
+static constexpr wchar_t counting = 0x110000;
 
-static void bind_digit(wchar_t digit) {
-  char name[8];
-  write_key_name(name, digit);
+// The bindings stay: to unbind a key frees memory that libedit may be using, while it looks up a
+// sequence that begins alike and waits for its next character.
+static void bind_digit(const wchar_t *key) {
   if (uses_vi_keys())
-    el_set(editor.el, EL_BIND, "-a", name, "ed-argument-digit", nullptr);
+    el_wset(editor.el, EL_BIND, L"-a", key, L"ed-argument-digit", nullptr);
   else
-    el_set(editor.el, EL_BIND, name, "ed-argument-digit", nullptr);
+    el_wset(editor.el, EL_BIND, key, L"ed-argument-digit", nullptr);
 }
 
-static void unbind_digit(wchar_t digit) {
-  char name[8];
-  write_key_name(name, digit);
-  if (uses_vi_keys())
-    el_set(editor.el, EL_BIND, "-a", "-r", name, nullptr);
-  else
-    el_set(editor.el, EL_BIND, "-r", name, nullptr);
-}
-
-static void unbind_digits() {
-  for (size_t i = 0; i < count.length; ++i) unbind_digit(count.digits[i]);
-}
-
+// libedit reads pushed keys in the order of the calls.
 static void push_count() {
-  before_next_key(unbind_digits);
   for (size_t i = 0; i < count.length; ++i) {
-    const wchar_t key[] = {L'\033', L'[', L'0', count.digits[i], L'\0'};
-    bind_digit(count.digits[i]);
+    const wchar_t key[] = {L'\033', counting, count.digits[i], L'\0'};
+    bind_digit(key);
     el_wpush(editor.el, key);
   }
 }
@@ -122,7 +106,6 @@ unsigned char read_repeat_count(EditLine *el, wint_t first) {
   key.characters[key.length] = L'\0';
   set_repeat_count(count.value);
   push_count();
-  // libedit reads pushed keys in the order of the calls.
   el_wpush(el, key.characters);
   return CC_ARGHACK;
 }

@@ -24,8 +24,6 @@ namespace lineedit {
 static struct {
   // The repeat count of the next key, or of the key whose command is running; 0 if there is none.
   int repeat;
-  // To be called before the next key is read, or null.
-  void (*before_next)();
   // What the layer's own reader waits on; kept to reuse the storage.
   WaitSet ready;
   // Bytes that have been read and not been returned: the beginning of a character, or what followed
@@ -128,14 +126,7 @@ static int read_from_input(wchar_t *character) {
 
 // --- The reading function ------------------------------------------------------------------------
 
-static void run_before_next_key() {
-  void (*const function)() = keys.before_next;
-  keys.before_next = nullptr;
-  function();
-}
-
 static int read_key(EditLine *, wchar_t *key) {
-  if (keys.before_next != nullptr) run_before_next_key();
   if (line_is_drawn() && line_is_overgrown()) return_to_drawn_line();
   keep_line_in_bounds();
   update_drawing();
@@ -144,8 +135,6 @@ static int read_key(EditLine *, wchar_t *key) {
 }
 
 el_rfunc_t key_reader() { return read_key; }
-
-void before_next_key(void (*function)()) { keys.before_next = function; }
 
 void set_repeat_count(int count) { keys.repeat = count; }
 
@@ -156,7 +145,6 @@ int take_repeat_count() {
 }
 
 void reset_keys() {
-  if (keys.before_next != nullptr) run_before_next_key();
   keys.repeat = 0;
   explicit_bzero(keys.pending, sizeof keys.pending);
   keys.pending_count = 0;

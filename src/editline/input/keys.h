@@ -11,9 +11,6 @@ namespace lineedit {
 // hook's bytes above 127 does. Commands that read keys themselves call it through el_wgetc.
 el_rfunc_t key_reader();
 
-// Has `function` run once, before the next key is read.
-void before_next_key(void (*function)());
-
 // Sets the repeat count of the key that a command has pushed back. It is valid until a new key is
 // read.
 void set_repeat_count(int count);
