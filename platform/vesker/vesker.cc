@@ -174,22 +174,21 @@ vesker *vesker_open(const char *filename, vesker_callback *callback, void *userd
 int vesker_inotify_fd(vesker *handle) { return handle->notify_fd; }
 
 // Discards the notices: the file itself shows what has changed, so any number of them is one event.
-static bool discard_notices(vesker *handle) {
+// Returns -1 if the descriptor is closed, or belongs to something else by now: there is nothing
+// left to wait on.
+static int discard_notices(vesker *handle) {
   alignas(inotify_event) char notices[16384];
-  bool any = false;
-  while (read(handle->notify_fd, notices, sizeof notices) > 0) any = true;
-  return any;
-}
-
-// There is nothing left to wait on. The number may belong to something else by the time the handle
-// is closed.
-static int stop_watching(vesker *handle) {
-  if (errno == EBADF) handle->notify_fd = -1;
+  int any = 0;
+  ssize_t size;
+  while ((size = read(handle->notify_fd, notices, sizeof notices)) > 0) any = 1;
+  if (size < 0 && errno == EAGAIN) return any;
+  handle->notify_fd = -1;
   return -1;
 }
 
 int vesker_process_event(vesker *handle) {
-  if (!discard_notices(handle)) return errno == EAGAIN ? 0 : stop_watching(handle);
+  const int notices = discard_notices(handle);
+  if (notices <= 0) return notices;
   handle->processing = true;
   const int events =
       file_was_replaced(handle) ? follow_replacement(handle) : report_new_lines(handle);

@@ -245,6 +245,18 @@ LAYER_TEST(Completion, RlDoneInTheHookEndsTheReadAtOnce) {
   EXPECT_EQ(read_next_line(), "cd");
 }
 
+LAYER_TEST(Completion, RlDoneDropsTheRestOfABoundText) {
+  install_hook();
+  hook.answer = [] {
+    rl_done = 1;
+    return static_cast<char **>(nullptr);
+  };
+  rl_parse_and_bind("bind -s ^O a\tb");
+  EXPECT_EQ(read_line({"\017"}), std::nullopt);
+  set_script({"cd\n"});
+  EXPECT_EQ(read_next_line(), "cd");
+}
+
 LAYER_TEST(Completion, RlDoneEndsTheReadAlsoWhenInhibited) {
   rl_inhibit_completion = 1;
   EXPECT_EQ(read_line({"ab", [] { rl_done = 1; }, "\tcd\n"}), std::nullopt);

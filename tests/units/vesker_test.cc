@@ -250,6 +250,19 @@ TEST_F(StandIn, HasNoDescriptorOnceItIsClosed) {
   EXPECT_EQ(close(watched), 0);
 }
 
+TEST_F(StandIn, LeavesADescriptorThatBelongsToAnotherFile) {
+  watch();
+  const int watched = vesker_inotify_fd(handle);
+  const int other = open("/dev/null", O_RDONLY);
+  ASSERT_EQ(dup2(other, watched), watched);
+  close(other);
+  EXPECT_EQ(vesker_process_event(handle), -1);
+  EXPECT_EQ(vesker_inotify_fd(handle), -1);
+  vesker_close(handle);
+  handle = nullptr;
+  EXPECT_EQ(close(watched), 0);
+}
+
 TEST_F(StandIn, TellsWhyItCannotAskAboutAFile) {
   fstat_error = EIO;
   EXPECT_EQ(vesker_open(log.c_str(), take_event, this), nullptr);

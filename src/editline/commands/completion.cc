@@ -8,6 +8,7 @@
 #include "editline/base/line.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
+#include "editline/input/keys.h"
 #include "editline/input/signals.h"
 #include "editline/screen/display.h"
 
@@ -71,7 +72,9 @@ int complete_line_at_cursor(int invoking_key) {
 
 unsigned char finish_command(int status) {
   reinstall_displaced_handlers();
-  return static_cast<unsigned char>(rl_done != 0 ? CC_EOF : status);
+  if (rl_done == 0) return static_cast<unsigned char>(status);
+  drop_pushed_keys();
+  return CC_EOF;
 }
 
 unsigned char complete(EditLine *, wint_t key) {

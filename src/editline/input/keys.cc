@@ -136,6 +136,17 @@ static int read_key(EditLine *, wchar_t *key) {
 
 el_rfunc_t key_reader() { return read_key; }
 
+static int no_key(EditLine *, wchar_t *) { return 0; }
+
+void drop_pushed_keys() {
+  el_rfunc_t reader;
+  wchar_t key;
+  el_get(editor.el, EL_GETCFN, &reader);
+  el_set(editor.el, EL_GETCFN, no_key);
+  while (el_wgetc(editor.el, &key) == 1) continue;
+  el_set(editor.el, EL_GETCFN, reader);
+}
+
 void set_repeat_count(int count) { keys.repeat = count; }
 
 int take_repeat_count() {

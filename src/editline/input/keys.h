@@ -11,6 +11,9 @@ namespace lineedit {
 // hook's bytes above 127 does. Commands that read keys themselves call it through el_wgetc.
 el_rfunc_t key_reader();
 
+// Drops what is left of the keys that were pushed back: they are not for the next line.
+void drop_pushed_keys();
+
 // Sets the repeat count of the key that a command has pushed back. It is valid until a new key is
 // read.
 void set_repeat_count(int count);
