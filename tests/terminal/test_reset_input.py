@@ -56,6 +56,18 @@ def read_line(shell, keys="typed<enter>"):
     return shell.outcome()
 
 
+def test_a_line_without_echo_leaves_nothing_of_its_terminal(terminal, second):
+    """As of a password: the prompt after it belongs to the new user's terminal."""
+    shell = terminal(settings={"ECHO": False})
+    shell.ask("Tavorin.readline('> ')")
+    shell.wait_for_prompt("> ", editing=False)
+    shell.type("abc<enter>")
+    assert shell.outcome() == Returned("abc")
+    shell.do(NEW_USER + "new_user(%r)" % second.path)
+    shell.ask("Tavorin.readline('new> ')")
+    second.wait_for(shell, b"new> ")
+
+
 def test_a_reset_empties_the_history(shell):
     shell.do("Tavorin.addHistory('line', 'exec', '')")
     read_line(shell)

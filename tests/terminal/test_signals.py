@@ -1,10 +1,12 @@
 """Signals that arrive while a line is read, other than those of Ctrl-C and Ctrl-Z."""
 
+import os
 import signal
 
 import pytest
 
 from harness import Raised, Returned
+from monitor import ScriptedMonitor
 from processes import processor_seconds
 
 READ_CALLS = ["Tavorin.readline('> ')", "Tavorin.simpleReadline('> ')"]
@@ -284,6 +286,23 @@ class TestAHandlerThatTheCompleterInstalls:
         shell.assert_settings_as_before()
 
 
+def test_a_handler_for_ctrl_c_that_a_log_function_installs(terminal, tmp_path):
+    """It would keep Ctrl-C from the line."""
+    monitor = ScriptedMonitor(tmp_path)
+    shell = terminal(variables=monitor.variables())
+    shell.do("def on_log(first, second):\n"
+             "    report_signals(signal.SIGINT)\n"
+             "    report('called')\n"
+             "Tavorin.loggingSyncEnabledIs('%s', on_log)" % monitor.name)
+    shell.begin_line("abc")
+    monitor.send((1, 2))
+    shell.next_report("called")
+    shell.wait_for_sleep()
+    shell.type("<ctrl-c>")
+    assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-C pressed")
+    monitor.close()
+
+
 def test_a_default_action_that_the_completer_restores_gives_the_terminal_back(shell):
     shell.do("report_signals(signal.SIGTERM)\n"
              "def completer(key, line, position):\n"
@@ -308,6 +327,58 @@ def test_a_handler_that_the_main_thread_installs_while_another_reads(shell):
     assert shell.next_report("line")["line"] == "abc"
     shell.do("reader.join()\nos.kill(os.getpid(), signal.SIGTERM)")
     shell.next_report("signal")
+
+
+@pytest.mark.parametrize("number, end", [(signal.SIGQUIT, None)])
+@pytest.mark.parametrize("editing", [False, True], ids=["between lines", "in the next line"])
+def test_a_program_that_a_thread_starts_in_a_line_and_that_ends_after_it(shell, number, end,
+                                                                        editing):
+    """system() saves the dispositions of these two, and puts them back when the program ends."""
+    for name in ("go", "end"):
+        os.mkfifo(os.path.join(shell.home, name))
+    shell.do("import threading, time\n"
+             "def run():\n"
+             "    os.read(os.open('go', os.O_RDONLY), 1)\n"
+             "    os.system('touch started; read x < end')\n"
+             "    report('over')\n"
+             "threading.Thread(target=run).start()\n")
+    shell.begin_line("abc")
+    open_fifo(shell, "go")
+    shell.wait_until(lambda: os.path.exists(os.path.join(shell.home, "started")), "the program")
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("abc")
+    open_fifo(shell, "end")
+    shell.next_report("over")
+    if editing:
+        shell.begin_line("def")
+    else:
+        shell.ask("report('now') or time.sleep(1000)")
+        shell.next_report("now")
+    shell.signal(number)
+    if end is None:
+        assert shell.wait_for_end() == -number
+    else:
+        assert shell.outcome().type == end
+    shell.assert_settings_as_before()
+
+
+def open_fifo(shell, name):
+    """Has what waits for it go on."""
+    with open(os.path.join(shell.home, name), "w") as fifo:
+        fifo.write("x\n")
+
+
+def test_a_completer_that_sets_the_terminal_anew(shell):
+    shell.do("def completer(key, line, position):\n"
+             "    os.system('stty sane')\n"
+             "    return 'd'\n")
+    shell.begin_line("abc", "Tavorin.readline('> ', completer)")
+    shell.type("<tab>")
+    shell.wait_for_cursor_row("> abcd")
+    assert shell.is_editing()
+    shell.type("e<enter>")
+    assert shell.outcome() == Returned("abcde")
+    shell.assert_settings_as_before()
 
 
 def test_a_completer_that_closes_every_descriptor(shell):

@@ -67,11 +67,16 @@ bool is_terminal_editing_key(int descriptor, unsigned char key) {
   return false;
 }
 
-void make_reads_wait(int descriptor, bool wait) {
+static void set_least_input(struct termios *settings, unsigned char bytes) {
+  if (settings->c_cc[VMIN] == bytes) return;
+  settings->c_cc[VMIN] = bytes;
+  tcsetattr(input_descriptor(), TCSANOW, settings);
+}
+
+void make_reads_wait() {
   struct termios settings;
-  if (tcgetattr(descriptor, &settings) != 0 || !are_raw(&settings)) return;
-  settings.c_cc[VMIN] = wait ? 1 : 0;
-  tcsetattr(descriptor, TCSANOW, &settings);
+  if (tcgetattr(input_descriptor(), &settings) == 0 && are_raw(&settings))
+    set_least_input(&settings, 1);
 }
 
 // --- The editor's normal mode --------------------------------------------------------------------
@@ -160,6 +165,19 @@ bool make_terminal_raw() {
   switch_terminal(1);
   editor.terminal_is_raw = errno == 0 || terminal_is_raw(input_descriptor());
   return editor.terminal_is_raw;
+}
+
+bool restore_raw_terminal() {
+  struct termios settings;
+  if (tcgetattr(input_descriptor(), &settings) != 0) return false;
+  const bool raw = are_raw(&settings);
+  if (raw) {
+    set_least_input(&settings, 0);
+  } else {
+    make_terminal_cooked();
+    make_terminal_raw();
+  }
+  return raw;
 }
 
 static void note_given_back() {

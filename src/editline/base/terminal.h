@@ -63,8 +63,12 @@ void restore_terminal_at_exit();
 void restore_terminal();
 
 // In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
-// other code that reads from the terminal meanwhile, or switches back. Does nothing if the terminal
-// is not raw.
-void make_reads_wait(int descriptor, bool wait);
+// other code that reads from the terminal meanwhile. Does nothing if the terminal is not raw.
+void make_reads_wait();
+
+// After other code has run: makes the terminal again what the editor believes it to be. If it is
+// still raw it is not switched, since keys may be arriving and must not find it cooked. Returns
+// whether it was.
+bool restore_raw_terminal();
 
 }  // namespace lineedit

@@ -137,6 +137,8 @@ static void signal_arrived(int signo) {
   const int which = index_of(signo);
   if (getpid() != signals.process)
     arrived_in_new_child(signo);
+  else if (!signals.installed)
+    redeliver(&signals.found[which], signo);
   else if (pthread_equal(pthread_self(), signals.reader) == 0)
     arrived_on_other_thread(which);
   else if (signals.in_callback != 0)
@@ -189,7 +191,10 @@ void install_signal_handlers() {
   signals.mask = blockable_signals();
   signals.installed = true;
   for (int which = 0; which < watched_count; ++which) {
-    install_handler(which, &signals.found[which]);
+    struct sigaction found;
+    install_handler(which, &found);
+    // Others may have saved our handler within a line and put it back later, as system() does.
+    if (found.sa_handler != signal_arrived) signals.found[which] = found;
     if (is_left_ignored(which)) sigaction(watched[which], &signals.found[which], nullptr);
   }
 }
@@ -265,8 +270,8 @@ void end_callback_signals(bool own_handlers) {
   signals.in_callback = 0;
   for (int which = 0; which < watched_count; ++which)
     if (watched[which] != SIGINT && watched[which] != SIGTSTP) adopt_disposition(which);
-  if (!own_handlers) return;
   reinstall_displaced_handlers();
+  if (!own_handlers) return;
   signals.covered[index_of(SIGINT)] = signals.covered[index_of(SIGTSTP)] = 0;
 }
 

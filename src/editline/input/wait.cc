@@ -40,13 +40,32 @@ static struct {
   int arrivals;
 } waiting = {false, {}, {}, {}, -1};
 
+// --- Noticing signals ----------------------------------------------------------------------------
+
+// The blocked signals that the wait lets in.
+static sigset_t signals_to_let_in() {
+  sigset_t set = waiting.inside;
+  for (int signo = 1; signo < NSIG; ++signo)
+    if (sigismember(&waiting.outside, signo) == 1) sigdelset(&set, signo);
+  return set;
+}
+
+// Makes `arrivals` report the signals to let in. The application may have closed it meanwhile, and
+// its number may now belong to something else.
+static void watch_arrivals() {
+  const sigset_t set = signals_to_let_in();
+  if (waiting.arrivals < 0 || signalfd(waiting.arrivals, &set, 0) < 0)
+    keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), &waiting.arrivals);
+}
+
 // --- Calls with signals let in -------------------------------------------------------------------
 
 // Reads and writes go through a descriptor of their own, which a handler exchanges for one on which
-// they fail. So a signal that comes before the call has begun ends it, too. Without such a
-// descriptor only one that comes in the call does.
+// they fail. So a signal that comes before the call has begun ends it, too. If the process has no
+// free descriptor for that, no signal ends a call that sleeps.
 static int let_signals_end_calls(int descriptor) {
   const int own = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  watch_arrivals();
   let_signals_end_calls_on(own, waiting.arrivals);
   pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
   return own >= 0 ? own : descriptor;
@@ -109,22 +128,6 @@ static const StoppedTerminal stopped_terminal = {write_to_stopped, wait_for_room
 
 // --- Blocking ------------------------------------------------------------------------------------
 
-// The blocked signals that the wait lets in.
-static sigset_t signals_to_let_in() {
-  sigset_t set = waiting.inside;
-  for (int signo = 1; signo < NSIG; ++signo)
-    if (sigismember(&waiting.outside, signo) == 1) sigdelset(&set, signo);
-  return set;
-}
-
-// Makes `arrivals` report the signals to let in. The application may have closed it meanwhile, and
-// its number may now belong to something else.
-static void watch_arrivals() {
-  const sigset_t set = signals_to_let_in();
-  if (waiting.arrivals < 0 || signalfd(waiting.arrivals, &set, 0) < 0)
-    keep_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), &waiting.arrivals);
-}
-
 bool block_signals(const sigset_t *admitted) {
   if (waiting.blocked) return false;
   const sigset_t set = blockable_signals();
@@ -141,6 +144,7 @@ bool block_signals(const sigset_t *admitted) {
 
 void unblock_signals() {
   if (!waiting.blocked) return;
+  close_terminal();
   waiting.blocked = false;
   pthread_sigmask(SIG_SETMASK, &waiting.outside, nullptr);
 }
@@ -167,15 +171,6 @@ static void run_found_disposition(int signo) {
   mute_editor(true);
   install_signal_handlers();
   if (left) enter_editor_locale();
-}
-
-// While the process was stopped, another program may have changed the terminal, which the editor
-// believes to be raw. If it is still raw it is not switched: keys may be arriving, and must not
-// find it cooked.
-static void restore_raw_terminal() {
-  if (terminal_is_raw(input_descriptor())) return;
-  make_terminal_cooked();
-  make_terminal_raw();
 }
 
 static void act_on_display_change(int signo) {
@@ -289,8 +284,9 @@ static ssize_t read_with_signals(int descriptor, char *byte) {
   const int own = let_signals_end_calls(descriptor);
   const ssize_t got = read(own, byte, 1);
   block_signals_again(own, descriptor);
-  const bool ended = signal_was_noted() || (got < 0 && (errno == EINTR || errno == EAGAIN));
-  return got <= 0 && ended ? wait_again : got;
+  // A 0 may be a Ctrl-D, which would be lost.
+  const bool ended = got < 0 && (signal_was_noted() || errno == EINTR || errno == EAGAIN);
+  return ended ? wait_again : got;
 }
 
 // For a raw terminal, which reports the end of input and no input in the same way.
@@ -299,7 +295,7 @@ static bool input_was_dropped(int descriptor) {
   return poll(&entry, 1, 0) >= 0 && (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
-// A read of a raw terminal has returned nothing.
+// Where a read may wait, or a raw terminal's has returned nothing.
 ssize_t read_byte_slowly(int descriptor, char *byte) {
   if (!editor.terminal_is_raw) return read_with_signals(descriptor, byte);
   return input_was_dropped(descriptor) ? wait_again : 0;

@@ -31,7 +31,7 @@ static bool line_is_shown() {
 
 void begin_output() {
   if (!line_is_shown()) return;
-  make_reads_wait(input_descriptor(), true);
+  make_reads_wait();
   update_drawing();
   mute_editor(false);
   output.moved = move_below_line();
@@ -57,7 +57,7 @@ void redraw_line() {
 
 void end_output() {
   if (!line_is_shown()) return;
-  make_reads_wait(input_descriptor(), false);
+  restore_raw_terminal();
   mute_editor(true);
   if (rl_done != 0 && line_cursor() != line_length()) {
     // The read is over: later output must not overwrite the line.

@@ -453,7 +453,6 @@ void end_drawing(bool next_row) {
   draw(&line);
   if (next_row) write_bytes("\r\n", 2);
   flush_writer();
-  close_terminal();
   drawing.edited = false;
 }
 
