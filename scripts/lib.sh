@@ -32,11 +32,11 @@ readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
 
 # What the tests need besides: the second compiler, the libraries of the C++
 # tests, what drives and reads a terminal, what locales are built of, the terminal
-# descriptions, and what finds the dependencies of a Debian package. The benchmarks
-# are compiled, too.
+# descriptions, what finds the dependencies of a Debian package, and what counts
+# instructions. The benchmarks are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
   "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
-  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file)
+  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file valgrind)
 
 # What measuring needs besides: what the module is compared with, and what counts
 # system calls and instructions.
@@ -44,7 +44,7 @@ readonly BENCH_PACKAGES=("${RUN_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}"
   python3 python3-prompt-toolkit strace valgrind)
 
 # What reads, counts and watches the code needs besides.
-readonly TOOL_PACKAGES=("${TEST_PACKAGES[@]}" gcovr valgrind
+readonly TOOL_PACKAGES=("${TEST_PACKAGES[@]}" gcovr
   clang-format clang-tidy cppcheck shellcheck)
 
 # The private Python 2.7: the folder of all that belongs to it, the tree that it

@@ -88,8 +88,6 @@ static struct {
   const uint8_t *end;
   // Keys that were asked for after the end: Enter, in case one is taken for text.
   int enters;
-  // How often what was killed has been put back: each can double the line.
-  int yanks;
 } input;
 
 static int next_byte() { return input.at < input.end ? *input.at++ : 0; }
@@ -163,7 +161,6 @@ static int next_key(FILE *) {
     const int byte = next_byte();
     // Ctrl-Z would stop everything that was started with this program.
     if (byte == 032) continue;
-    if (byte == 031 && ++input.yanks > 4) continue;
     if (byte != 0xff) return static_cast<signed char>(byte);
     actions[static_cast<size_t>(next_byte()) % std::size(actions)]();
   }
@@ -258,13 +255,13 @@ static void begin(int how) {
 }
 
 static void read_line(const uint8_t *data, size_t size) {
-  input = {data, data + size, 0, 0};
+  input = {data, data + size, 0};
   free(readline("\001\033[1m\002> \001\033[0m\002"));
 }
 
 static void expect_plain_line() {
   static const uint8_t plain[] = {'p', 'l', 'a', 'i', 'n', '\n'};
-  input = {plain, plain + sizeof plain, 0, 0};
+  input = {plain, plain + sizeof plain, 0};
   char *line = readline("> ");
   if (line == nullptr || strcmp(line, "plain") != 0) fail("The next line is another one.");
   free(line);
