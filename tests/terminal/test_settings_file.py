@@ -212,6 +212,26 @@ def test_what_the_user_binds_stays_his(start, before, settings, keys, line):
     shell.read_line()
 
 
+def test_a_character_by_its_number_is_not_bound(start):
+    """libedit reads beyond its end, so anything may be bound with it."""
+    shell = start(r"bind -s ^O 'a\U+0071'")
+    assert read_line(shell, "<ctrl-o>b<enter>") == Returned("b")
+
+
+@pytest.mark.parametrize("settings, keys, line", [
+    ("bind -s x x", "x", "x"),
+    ("bind -s x 'ax b'", "x", "x"),
+    (r"bind -s ^O '\017a'", "<ctrl-o>b", "b"),
+    (r"bind -s '^[q' 'M-q'", "<meta-q>b", "b"),
+    ("bind -s x y\nbind -s y z\nbind -s z x", "xyz", "zzz"),
+    # The second character of the key comes from the text before.
+    ("bind -s xy zy\nbind -s z x", "xyz", "zyz"),
+])
+def test_a_text_that_leads_back_to_its_key_is_not_bound(start, settings, keys, line):
+    shell = start(settings)
+    assert read_line(shell, keys + "<enter>") == Returned(line)
+
+
 @pytest.mark.parametrize("settings, keys, line", [
     ("bind ^Xw ed-delete-prev-word", "one two<ctrl-x>w", "one "),
     ("bind ^P ed-move-to-beg", "ab<ctrl-p>c", "cab"),

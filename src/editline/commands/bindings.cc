@@ -15,6 +15,7 @@
 #include "editline/base/terminal.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
+#include "editline/commands/bound_texts.h"
 #include "editline/commands/completion.h"
 #include "editline/commands/editing.h"
 #include "editline/commands/history_search.h"
@@ -213,6 +214,7 @@ static void bind_vi_keys() {
 
 static void bind_default_keys() {
   reset_search_keys();
+  forget_bound_texts();
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (uses_vi_keys())
@@ -283,6 +285,8 @@ struct BindLine {
   bool has_options;
   // -s: the key types a text.
   bool types_text;
+  // -k: the key is named.
+  bool names_key;
   // The words after the options: the key, and what is bound to it.
   const char **key;
 };
@@ -294,6 +298,7 @@ static BindLine read_bind_line(const char **words) {
     const char option = (*line.key)[1];
     line.has_options = true;
     line.types_text = line.types_text || option == 's';
+    line.names_key = line.names_key || option == 'k';
     line.resets = option == 'e' || option == 'v';
     if (line.resets || option == 'l') break;
   }
@@ -308,6 +313,14 @@ static bool is_beyond_key_map(const char *key) {
   return character > 0xff;
 }
 
+// A character by its number: libedit 3.1-20221030 drops the one after it, and reads beyond the word
+// if there is none.
+static bool has_numbered_character(const BindLine *line) {
+  for (const char **word = line->key; *word != nullptr; ++word)
+    if (strstr(*word, "\\U+") != nullptr) return true;
+  return false;
+}
+
 // Puts the layer's command in the place of one that must not run. Returns false if there is none.
 static bool replace_command(const BindLine *line) {
   if (line->key[0] == nullptr || line->key[1] == nullptr || line->types_text) return true;
@@ -318,9 +331,16 @@ static bool replace_command(const BindLine *line) {
   return **command != '\0';
 }
 
+// Whether a text may be bound. What a named key sends may be the text itself.
+static bool text_ends(const BindLine *line) {
+  if (!line->types_text || line->key[0] == nullptr || line->key[1] == nullptr) return true;
+  return !line->names_key && note_bound_text(line->key[0], line->key[1]);
+}
+
 static int run_bind_line(int count, const char **words) {
   const BindLine line = read_bind_line(words);
-  if (is_beyond_key_map(*line.key) || !replace_command(&line)) return 1;
+  if (is_beyond_key_map(*line.key) || has_numbered_character(&line)) return 1;
+  if (!replace_command(&line) || !text_ends(&line)) return 1;
   const int result = el_parse(editor.el, count, words);
   if (line.resets) bind_default_keys();
   return result;
