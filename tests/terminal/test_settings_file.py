@@ -3,6 +3,7 @@
 import pytest
 
 from harness import Returned
+from processes import peak_bytes
 
 LINES = ("show one", "show two", "exit")
 
@@ -260,6 +261,12 @@ def test_what_the_user_binds_before_he_changes_the_mode_is_gone(start):
 def test_the_modules_own_keys_are_not_the_users(start, mode, settings, keys, line):
     shell = start(mode + "\n" + settings)
     assert read_line(shell, keys + "<enter>") == Returned(line)
+
+
+def test_a_screen_that_would_fill_the_memory(start):
+    shell = start("settc li 99999999\nbind ^P ed-move-to-beg")
+    assert read_line(shell, "ab<ctrl-p>c<enter>") == Returned("cab")
+    assert peak_bytes(shell.pid) < 100 * 2 ** 20
 
 
 def test_the_file_in_the_home_folder(terminal, tmp_path):

@@ -264,12 +264,13 @@ static const char *replacement_for(const char *name) {
   return name;
 }
 
-// Whether `command` is "bind", for this program. A prefix that ends in a colon names the program,
-// and only libedit can match it: it refuses an unknown command only if the prefix matches.
-static bool is_bind(const char *command) {
+// Whether `command` is the one called `name`, for this program. A prefix that ends in a colon names
+// the program, and only libedit can match it: it refuses an unknown command only if the prefix
+// matches.
+static bool is_command(const char *command, const char *name) {
   const char *colon = strchr(command, ':');
-  if (colon == nullptr) return strcmp(command, "bind") == 0;
-  if (strcmp(colon + 1, "bind") != 0) return false;
+  if (colon == nullptr) return strcmp(command, name) == 0;
+  if (strcmp(colon + 1, name) != 0) return false;
   char *unknown = strndup(command, static_cast<size_t>(colon + 1 - command));
   const char *words[] = {unknown, nullptr};
   const bool refused = el_parse(editor.el, 1, words) == -1;
@@ -346,9 +347,18 @@ static int run_bind_line(int count, const char **words) {
   return result;
 }
 
+// libedit's picture of a higher screen could fill the memory; each row takes its own.
+static constexpr long highest_screen = 1000;
+
+static bool sets_too_high_a_screen(int count, const char **words) {
+  return count > 2 && is_command(words[0], "settc") && strcmp(words[1], "li") == 0 &&
+         strtol(words[2], nullptr, 10) > highest_screen;
+}
+
 static int run_words(int count, const char **words) {
-  if (count == 0) return 1;
-  return is_bind(words[0]) ? run_bind_line(count, words) : el_parse(editor.el, count, words);
+  if (count == 0 || sets_too_high_a_screen(count, words)) return 1;
+  return is_command(words[0], "bind") ? run_bind_line(count, words)
+                                      : el_parse(editor.el, count, words);
 }
 
 int run_editor_command(const char *line) {
