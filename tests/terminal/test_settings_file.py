@@ -157,9 +157,11 @@ def test_home_and_end_in_vi_mode(start, home, end):
     (VI, "abc<esc>:\"", "abc"),
     (VI, "abc<esc>v", "abc"),
     ("bind ^O vi-histedit", "abc<ctrl-o>", "abc"),
+    # No sequence is left, and Ctrl-X still begins one.
+    ("bind '\\e' ed-unassigned\nbind -r ^X^X", "<ctrl-x>abc", "abc"),
     ("bind ^O ed-command", "abc<ctrl-o>\"", "abc\""),
 ])
-def test_a_key_that_asks_for_a_command(start, settings, keys, line):
+def test_a_key_that_libedit_dies_of(start, settings, keys, line):
     shell = start(settings)
     assert read_line(shell, keys + "<enter>") == Returned(line)
     shell.read_line()

@@ -212,9 +212,17 @@ static void bind_vi_keys() {
     el_set(editor.el, EL_BIND, "-a", "-r", key, nullptr);
 }
 
+// libedit 3.1-20221030 dies of a key that begins sequences when the last of all sequences has been
+// removed. Nobody can type or remove this one. libedit also makes Ctrl-P, which has the low byte of
+// its character, begin a sequence; that is undone when Ctrl-P is bound.
+static void keep_one_sequence() {
+  el_wset(editor.el, EL_BIND, L"\x110\x110", L"ed-unassigned", nullptr);
+}
+
 static void bind_default_keys() {
   reset_search_keys();
   forget_bound_texts();
+  keep_one_sequence();
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (uses_vi_keys())
