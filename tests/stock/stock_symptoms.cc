@@ -13,6 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,9 @@
 static constexpr char known_version[] = "3.1-20221030";
 
 enum Verdict { gone, there, there_otherwise, not_tried };
+
+// A process that tried its symptom ends with this and the verdict.
+static constexpr int first_status = 100;
 
 static const char *const verdict_names[] = {"gone", "there", "there, but otherwise", "not tried"};
 
@@ -253,6 +257,30 @@ static Verdict doubled_line() {
   return judge(length <= 10000, length == 1 << 16);
 }
 
+static void bind(const char *option, const char *key, const char *what = nullptr) {
+  open_editor();
+  el_set(session.editor, EL_BIND, option, key, what, nullptr);
+}
+
+static Verdict no_sequence_left() {
+  bind("\\e", "ed-unassigned");
+  bind("-r", "^X^X");
+  return survived(read_line(L"\030\n\n"));
+}
+
+static Verdict endless_text() {
+  bind("-s", "x", "x");
+  signal(SIGALRM, [](int) { _exit(first_status + there); });
+  const struct itimerval soon = {{0, 0}, {0, 200000}};
+  setitimer(ITIMER_REAL, &soon, nullptr);
+  return survived(read_line(L"x\n"));
+}
+
+static Verdict numbered_character() {
+  bind("-s", "^N", "a\\U+0071c");
+  return judge(read_line(DOWN L"\n"), L"aqc", L"aq");
+}
+
 static Verdict pattern_of_search() {
   record("first");
   return judge(read_line_in_vi(META L"/f.*t\n"
@@ -449,6 +477,9 @@ static const struct Symptom {
      true},
     {"vi's Escape, colon, quote, Enter: crash", "bindings", vi_colon, true},
     {"vi's v runs another program", "bindings", vi_editor},
+    {"key without any sequence left: crash", "bindings", no_sequence_left, true},
+    {"character by its number takes the next one", "bindings", numbered_character},
+    {"text that contains its own key never ends", "bound_texts", endless_text},
     {"vi's P doubles a line without a limit", "line", doubled_line},
     {"Meta-Ctrl-underscore writes beyond the line", "bindings",
      [] { return survived(read_line(repeated(L"ab " META L"\037", 600) + L"\n")); }, true,
@@ -501,9 +532,6 @@ static void set_environment() {
   const struct rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
 }
-
-// A process that tried its symptom ends with this and the verdict.
-static constexpr int first_status = 100;
 
 [[noreturn]] static void lead_session(const Symptom *symptom) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -35,7 +35,8 @@ import time
 import pyte
 
 from keys import key_bytes
-from processes import describe_end, session_members, start_in_session, waits_in_select
+from processes import (describe_end, session_members, signal_thread, start_in_session,
+                       waits_in_select)
 from screen import Screen
 from tty_settings import apply_settings, is_raw, read_settings, set_window_size
 
@@ -609,6 +610,11 @@ class Shell:
         self.sent.append("[%s]" % signal.Signals(number).name)
         os.kill(self.pid, number)
 
+    def signal_thread(self, thread, number):
+        """Send a signal to one thread of the child."""
+        self.sent.append("[%s to thread %d]" % (signal.Signals(number).name, thread))
+        signal_thread(self.pid, thread, number)
+
     def resize(self, rows, columns):
         """Change the window's size."""
         self.sent.append("[window %dx%d]" % (rows, columns))
@@ -621,6 +627,10 @@ class Shell:
         self.sent.append("[settings %s]" % changes)
         apply_settings(self._slave, self.settings().changed(changes))
         self.original_settings = self.settings()
+
+    def change_settings_back(self):
+        """Give the terminal its original settings again."""
+        apply_settings(self._slave, self.original_settings)
 
     def stop_reading(self):
         """Let what is written to the terminal wait there, as a slow connection does."""

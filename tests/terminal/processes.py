@@ -1,5 +1,6 @@
 """Starting a program in a session of its own on a terminal, and leaving nothing of it behind."""
 
+import ctypes
 import fcntl
 import os
 import platform
@@ -66,6 +67,12 @@ def session_members(session):
     return members
 
 
+def signal_thread(pid, thread, number):
+    """Send a signal to one thread of a process; a thread that has ended gets none, an error."""
+    if ctypes.CDLL(None, use_errno=True).tgkill(pid, thread, number) != 0:
+        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
+
+
 # The system calls in which a line reader waits for a key, and for room for its output.
 _PSELECT = {"x86_64": "270", "aarch64": "72"}[platform.machine()]
 _WRITE = {"x86_64": "1", "aarch64": "64"}[platform.machine()]
@@ -94,6 +101,13 @@ def _sleeps_in(pid, number, threads=None):
         except (OSError, IndexError):
             continue
     return False
+
+
+def signal_masks(pid):
+    """Which signals the process has blocked, ignored and caught, as the kernel writes them."""
+    with open("/proc/%d/status" % pid) as status:
+        fields = dict(line.rstrip("\n").split(":", 1) for line in status)
+    return {name: fields[name].strip() for name in ("SigBlk", "SigIgn", "SigCgt")}
 
 
 def processor_seconds(pid):

@@ -146,6 +146,22 @@ def test_multiprocessing(terminal, tmp_path, way):
     forking.close()
 
 
+def test_a_child_of_a_thread_may_close_the_streams(terminal, tmp_path):
+    """As those of `multiprocessing` do."""
+    forking = Forking(terminal, tmp_path, "thread")
+    forking.begin("import multiprocessing\n"
+                  "sys.stdin = open('/dev/tty')\n"
+                  "def fork_child():\n"
+                  "    process = multiprocessing.Process(target=int)\n"
+                  "    process.start()\n"
+                  "    process.join()\n"
+                  "    report('joined', code=process.exitcode)\n")
+    forking.fork()
+    assert forking.shell.next_report("joined")["code"] == 0
+    end_line(forking)
+    forking.close()
+
+
 def test_a_child_reads_lines_of_its_own(forking):
     """On another terminal, while its parent waits for a key."""
     forking.begin("import pty\n"

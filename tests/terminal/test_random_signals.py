@@ -10,6 +10,7 @@ line of its own, behind which nothing of the round can be left in the terminal's
 The seed and the duration come from the environment: TAVORIN_SIGNAL_SEED, TAVORIN_SIGNAL_SECONDS.
 """
 
+import functools
 import os
 import random
 import signal
@@ -68,6 +69,8 @@ class Rounds:
     def __init__(self, shell, seed):
         self.shell = shell
         self.random = random.Random(seed)
+        # Those that are there for good: a signal to a thread that ends is lost.
+        self.threads = [int(thread) for thread in os.listdir("/proc/%d/task" % shell.pid)]
         self.reading = False    # told to go, and the end not yet reported
         self.signal = None      # the signal of this round
         self.lines = []         # the lines that came back in this round
@@ -110,16 +113,26 @@ class Rounds:
         while time.monotonic() < deadline:
             pass
 
+    def send_signal(self):
+        """Send the signal of this round: to the process, or to any one of its threads."""
+        self.sent += 1
+        if self.random.random() < 0.5:
+            self.shell.signal_thread(self.random.choice(self.threads), self.signal)
+        else:
+            self.shell.signal(self.signal)
+
+    def other_actions(self):
+        """What else goes on at random instants of a round."""
+        return []
+
     def type_with_signal(self, keys):
         """Type `keys` one by one, and send the signal before, between or after them."""
         self.signal = self.random.choice(list(MESSAGES))
-        moment = self.random.randint(0, len(keys))
-        for position, key in enumerate(keys + [None]):
-            if position == moment:
-                self.shell.signal(self.signal)
-                self.sent += 1
-            if key is not None:
-                self.shell.type(key)
+        actions = [functools.partial(self.shell.type, key) for key in keys]
+        for action in [self.send_signal] + self.other_actions():
+            actions.insert(self.random.randint(0, len(actions)), action)
+        for action in actions:
+            action()
             self.pause()
 
     def settle(self, number):
@@ -197,13 +210,17 @@ class Rounds:
         return self.ended + self.own >= self.sent
 
 
-def run_rounds(shell):
-    """Rounds until the time is over; at least some, and each kind of ending must have occurred."""
+def new_seed():
     seed = int(os.environ.get("TAVORIN_SIGNAL_SEED") or random.SystemRandom().randrange(10 ** 6))
     print("TAVORIN_SIGNAL_SEED=%d" % seed)
-    rounds = Rounds(shell, seed)
+    return seed
+
+
+def run_rounds(rounds, seconds=SECONDS):
+    """Rounds until the time is over; at least some, and each kind of ending must have occurred."""
+    shell = rounds.shell
     shell.ask("read_lines()")
-    deadline = time.monotonic() + SECONDS
+    deadline = time.monotonic() + seconds
     number = 0
     while time.monotonic() < deadline or number < 50:
         number += 1
@@ -226,7 +243,7 @@ def stop(rounds):
 def test_each_signal_ends_one_read(shell):
     shell.do(READ_LINES)
     before = shell.do("signal_masks()")
-    run_rounds(shell)
+    run_rounds(Rounds(shell, new_seed()))
     assert shell.do("signal_masks()") == before
     shell.read_line()
 
@@ -236,7 +253,7 @@ def test_each_signal_ends_one_read_beside_a_busy_thread(shell):
     shell.do(READ_LINES)
     shell.do("spinner = threading.Thread(target=spin)\nspinner.start()")
     try:
-        run_rounds(shell)
+        run_rounds(Rounds(shell, new_seed()))
     finally:
         if shell.exit_status is None and not shell.waits_for_answer:
             shell.do("stopping.set()\nspinner.join()")

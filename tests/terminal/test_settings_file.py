@@ -3,6 +3,7 @@
 import pytest
 
 from harness import Returned
+from processes import peak_bytes
 
 LINES = ("show one", "show two", "exit")
 
@@ -156,9 +157,11 @@ def test_home_and_end_in_vi_mode(start, home, end):
     (VI, "abc<esc>:\"", "abc"),
     (VI, "abc<esc>v", "abc"),
     ("bind ^O vi-histedit", "abc<ctrl-o>", "abc"),
+    # No sequence is left, and Ctrl-X still begins one.
+    ("bind '\\e' ed-unassigned\nbind -r ^X^X", "<ctrl-x>abc", "abc"),
     ("bind ^O ed-command", "abc<ctrl-o>\"", "abc\""),
 ])
-def test_a_key_that_asks_for_a_command(start, settings, keys, line):
+def test_a_key_that_libedit_dies_of(start, settings, keys, line):
     shell = start(settings)
     assert read_line(shell, keys + "<enter>") == Returned(line)
     shell.read_line()
@@ -212,6 +215,26 @@ def test_what_the_user_binds_stays_his(start, before, settings, keys, line):
     shell.read_line()
 
 
+def test_a_character_by_its_number_is_not_bound(start):
+    """libedit reads beyond its end, so anything may be bound with it."""
+    shell = start(r"bind -s ^O 'a\U+0071'")
+    assert read_line(shell, "<ctrl-o>b<enter>") == Returned("b")
+
+
+@pytest.mark.parametrize("settings, keys, line", [
+    ("bind -s x x", "x", "x"),
+    ("bind -s x 'ax b'", "x", "x"),
+    (r"bind -s ^O '\017a'", "<ctrl-o>b", "b"),
+    (r"bind -s '^[q' 'M-q'", "<meta-q>b", "b"),
+    ("bind -s x y\nbind -s y z\nbind -s z x", "xyz", "zzz"),
+    # The second character of the key comes from the text before.
+    ("bind -s xy zy\nbind -s z x", "xyz", "zyz"),
+])
+def test_a_text_that_leads_back_to_its_key_is_not_bound(start, settings, keys, line):
+    shell = start(settings)
+    assert read_line(shell, keys + "<enter>") == Returned(line)
+
+
 @pytest.mark.parametrize("settings, keys, line", [
     ("bind ^Xw ed-delete-prev-word", "one two<ctrl-x>w", "one "),
     ("bind ^P ed-move-to-beg", "ab<ctrl-p>c", "cab"),
@@ -240,6 +263,12 @@ def test_what_the_user_binds_before_he_changes_the_mode_is_gone(start):
 def test_the_modules_own_keys_are_not_the_users(start, mode, settings, keys, line):
     shell = start(mode + "\n" + settings)
     assert read_line(shell, keys + "<enter>") == Returned(line)
+
+
+def test_a_screen_that_would_fill_the_memory(start):
+    shell = start("settc li 99999999\nbind ^P ed-move-to-beg")
+    assert read_line(shell, "ab<ctrl-p>c<enter>") == Returned("cab")
+    assert peak_bytes(shell.pid) < 100 * 2 ** 20
 
 
 def test_the_file_in_the_home_folder(terminal, tmp_path):

@@ -9,6 +9,7 @@
 
 #include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
+#include "Cli/base/streams.h"
 #include "editline/readline.h"
 
 sigjmp_buf sigintJumpBuffer;
@@ -40,10 +41,17 @@ static void restore_dispositions_in_child() {
   restore_in_child(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
 }
 
+// The child has none of the threads but the one that forked it.
+static void end_read_of_other_thread() {
+  forget_released_gil();
+  return_streams();
+  set_line_in_progress(false);
+}
+
 // Runs after the layer's own, which is set first.
 static void release_forked_child() {
   restore_dispositions_in_child();
-  if (pthread_self() != readlineThreadId) forget_released_gil();
+  if (pthread_self() != readlineThreadId) end_read_of_other_thread();
   process = getpid();
 }
 

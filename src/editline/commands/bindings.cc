@@ -15,6 +15,7 @@
 #include "editline/base/terminal.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
+#include "editline/commands/bound_texts.h"
 #include "editline/commands/completion.h"
 #include "editline/commands/editing.h"
 #include "editline/commands/history_search.h"
@@ -211,8 +212,17 @@ static void bind_vi_keys() {
     el_set(editor.el, EL_BIND, "-a", "-r", key, nullptr);
 }
 
+// libedit 3.1-20221030 dies of a key that begins sequences when the last of all sequences has been
+// removed. Nobody can type or remove this one. libedit also makes Ctrl-P, which has the low byte of
+// its character, begin a sequence; that is undone when Ctrl-P is bound.
+static void keep_one_sequence() {
+  el_wset(editor.el, EL_BIND, L"\x110\x110", L"ed-unassigned", nullptr);
+}
+
 static void bind_default_keys() {
   reset_search_keys();
+  forget_bound_texts();
+  keep_one_sequence();
   el_set(editor.el, EL_BIND, "-k", "up", "rl_prev_history", nullptr);
   el_set(editor.el, EL_BIND, "-k", "down", "rl_next_history", nullptr);
   if (uses_vi_keys())
@@ -262,12 +272,13 @@ static const char *replacement_for(const char *name) {
   return name;
 }
 
-// Whether `command` is "bind", for this program. A prefix that ends in a colon names the program,
-// and only libedit can match it: it refuses an unknown command only if the prefix matches.
-static bool is_bind(const char *command) {
+// Whether `command` is the one called `name`, for this program. A prefix that ends in a colon names
+// the program, and only libedit can match it: it refuses an unknown command only if the prefix
+// matches.
+static bool is_command(const char *command, const char *name) {
   const char *colon = strchr(command, ':');
-  if (colon == nullptr) return strcmp(command, "bind") == 0;
-  if (strcmp(colon + 1, "bind") != 0) return false;
+  if (colon == nullptr) return strcmp(command, name) == 0;
+  if (strcmp(colon + 1, name) != 0) return false;
   char *unknown = strndup(command, static_cast<size_t>(colon + 1 - command));
   const char *words[] = {unknown, nullptr};
   const bool refused = el_parse(editor.el, 1, words) == -1;
@@ -283,6 +294,8 @@ struct BindLine {
   bool has_options;
   // -s: the key types a text.
   bool types_text;
+  // -k: the key is named.
+  bool names_key;
   // The words after the options: the key, and what is bound to it.
   const char **key;
 };
@@ -294,6 +307,7 @@ static BindLine read_bind_line(const char **words) {
     const char option = (*line.key)[1];
     line.has_options = true;
     line.types_text = line.types_text || option == 's';
+    line.names_key = line.names_key || option == 'k';
     line.resets = option == 'e' || option == 'v';
     if (line.resets || option == 'l') break;
   }
@@ -308,6 +322,14 @@ static bool is_beyond_key_map(const char *key) {
   return character > 0xff;
 }
 
+// A character by its number: libedit 3.1-20221030 drops the one after it, and reads beyond the word
+// if there is none.
+static bool has_numbered_character(const BindLine *line) {
+  for (const char **word = line->key; *word != nullptr; ++word)
+    if (strstr(*word, "\\U+") != nullptr) return true;
+  return false;
+}
+
 // Puts the layer's command in the place of one that must not run. Returns false if there is none.
 static bool replace_command(const BindLine *line) {
   if (line->key[0] == nullptr || line->key[1] == nullptr || line->types_text) return true;
@@ -318,17 +340,33 @@ static bool replace_command(const BindLine *line) {
   return **command != '\0';
 }
 
+// Whether a text may be bound. What a named key sends may be the text itself.
+static bool text_ends(const BindLine *line) {
+  if (!line->types_text || line->key[0] == nullptr || line->key[1] == nullptr) return true;
+  return !line->names_key && note_bound_text(line->key[0], line->key[1]);
+}
+
 static int run_bind_line(int count, const char **words) {
   const BindLine line = read_bind_line(words);
-  if (is_beyond_key_map(*line.key) || !replace_command(&line)) return 1;
+  if (is_beyond_key_map(*line.key) || has_numbered_character(&line)) return 1;
+  if (!replace_command(&line) || !text_ends(&line)) return 1;
   const int result = el_parse(editor.el, count, words);
   if (line.resets) bind_default_keys();
   return result;
 }
 
+// libedit's picture of a higher screen could fill the memory; each row takes its own.
+static constexpr long highest_screen = 1000;
+
+static bool sets_too_high_a_screen(int count, const char **words) {
+  return count > 2 && is_command(words[0], "settc") && strcmp(words[1], "li") == 0 &&
+         strtol(words[2], nullptr, 10) > highest_screen;
+}
+
 static int run_words(int count, const char **words) {
-  if (count == 0) return 1;
-  return is_bind(words[0]) ? run_bind_line(count, words) : el_parse(editor.el, count, words);
+  if (count == 0 || sets_too_high_a_screen(count, words)) return 1;
+  return is_command(words[0], "bind") ? run_bind_line(count, words)
+                                      : el_parse(editor.el, count, words);
 }
 
 int run_editor_command(const char *line) {

@@ -132,9 +132,11 @@ static void open_terminal() {
   writer.cannot_open = writer.terminal < 0;
 }
 
+// The number may be another thread's as soon as it is closed, and that thread may fork.
 void close_terminal() {
-  if (writer.terminal >= 0) close(writer.terminal);
+  const int opened = writer.terminal;
   writer.terminal = -1;
+  if (opened >= 0) close(opened);
   writer.cannot_open = false;
 }
 
