@@ -167,3 +167,27 @@ def test_a_child_reads_lines_of_its_own(forking):
     report = forking.shell.next_report("line")
     assert report["line"] == "xyz"
     end_line(forking)
+
+
+@pytest.mark.parametrize("echo", [True, False], ids=["with echo", "without echo"])
+def test_a_child_keeps_the_shell_s_files(terminal, echo):
+    """Also those under numbers that were the editor's, before the shell closed them all."""
+    shell = terminal(settings={} if echo else {"ECHO": False})
+    shell.ask("Tavorin.readline('> ')")
+    shell.wait_for_prompt(editing=echo)
+    shell.type("abc\r")
+    assert shell.outcome() == Returned("abc")
+    shell.do("channel = int(os.environ['TAVORIN_TEST_CHANNEL'])\n"
+             "os.closerange(3, channel), os.closerange(channel + 1, 64)\n"
+             "files = [open('/dev/null') for number in range(20)]\n"
+             "def is_closed(file):\n"
+             "    try: os.fstat(file.fileno())\n"
+             "    except OSError: return True\n"
+             "def fork_child():\n"
+             "    pid = os.fork()\n"
+             "    if pid == 0:\n"
+             "        report('closed', numbers=[f.fileno() for f in files if is_closed(f)])\n"
+             "        os._exit(0)\n"
+             "    os.waitpid(pid, 0)\n"
+             "fork_child()\n")
+    assert shell.next_report("closed")["numbers"] == []

@@ -10,7 +10,8 @@ namespace lineedit {
 void keep_descriptor(int made, int *kept, int lowest = 10);
 
 // For a forked child: closes all of them and stores -1, because they still refer to the parent's
-// objects.
+// objects. What the process has opened under their numbers stays open, unless it is of the same
+// kind: the same terminal, or another signalfd or inotify.
 void close_kept_descriptors();
 
 }  // namespace lineedit
