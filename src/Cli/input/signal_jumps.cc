@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
 #include "editline/readline.h"
 
@@ -21,44 +20,13 @@ unsigned long readlineThreadId;
 static struct sigaction savedSigintHandler;
 static struct sigaction savedSigtstpHandler;
 
-// The process that reads lines; 0 before the first line. A forked child gets the dispositions back.
-static pid_t process;
-
 // --- The handlers --------------------------------------------------------------------------------
 
-static void sigint_handler(int signo);
-static void sigtstp_handler(int signo);
-
-static void restore_in_child(int signo, void (*handler)(int), const struct sigaction *saved) {
-  struct sigaction current;
-  sigaction(signo, nullptr, &current);
-  if (current.sa_handler == handler) sigaction(signo, saved, nullptr);
-}
-
-static void restore_dispositions_in_child() {
-  restore_in_child(SIGINT, sigint_handler, &savedSigintHandler);
-  restore_in_child(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
-}
-
-// Runs after the layer's own, which is set first.
-static void release_forked_child() {
-  restore_dispositions_in_child();
-  if (pthread_self() != readlineThreadId) forget_released_gil();
-  process = getpid();
-}
-
-// In a child that has just been forked, and has not been released yet, the signal is the shell's.
-// Otherwise only the reading thread has a frame to jump to. A thread that is neither the reader nor
-// the main one got the signal because the reader is blocking it, and sends it on. On the main
-// thread the signal means that another thread reads, which the module does not allow; a jump to
-// that thread's stack would corrupt it. Returns in these cases only, and says whether it has sent
-// the signal on.
+// Only the reading thread has a frame to jump to. A thread that is neither the reader nor the main
+// one got the signal because the reader is blocking it, and sends it on. On the main thread the
+// signal means that another thread reads, which the module does not allow; a jump to that thread's
+// stack would corrupt it. Returns in these cases only, and says whether it has sent the signal on.
 static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
-  if (getpid() != process) {
-    restore_dispositions_in_child();
-    pthread_kill(pthread_self(), signo);
-    return true;
-  }
   if (pthread_self() == readlineThreadId) siglongjmp(buffer, 1);
   if (gettid() == getpid()) return false;
   pthread_kill(readlineThreadId, signo);
@@ -94,10 +62,6 @@ static void bind_signal(int signo, void (*handler)(int), struct sigaction *saved
 }
 
 void install_jump_handlers() {
-  if (process == 0) {
-    process = getpid();
-    pthread_atfork(nullptr, nullptr, release_forked_child);
-  }
   bind_signal(SIGINT, sigint_handler, &savedSigintHandler);
   bind_signal(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
 }
@@ -110,6 +74,17 @@ void bind_signals_to_shell() {
 void bind_signals_to_module() {
   bind_signal(SIGINT, sigint_handler, nullptr);
   bind_signal(SIGTSTP, sigtstp_handler, nullptr);
+}
+
+static void remove_handler(int signo, void (*handler)(int), const struct sigaction *saved) {
+  struct sigaction current;
+  sigaction(signo, nullptr, &current);
+  if (current.sa_handler == handler) sigaction(signo, saved, nullptr);
+}
+
+void remove_jump_handlers() {
+  remove_handler(SIGINT, sigint_handler, &savedSigintHandler);
+  remove_handler(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
 }
 
 sigset_t jump_signals() {
