@@ -235,6 +235,22 @@ def test_a_child_beside_simple_readline(thread, call):
     end_line(thread)
 
 
+@pytest.mark.parametrize("way", ["completer", "log"])
+@pytest.mark.parametrize("statement, status", [
+    ("return 'x'", 0), ("sys.exit(3)", 3), ("raise ValueError('in the child')", 1)])
+def test_a_child_does_not_return_into_the_line(terminal, tmp_path, way, statement, status):
+    forking = Forking(terminal, tmp_path, way)
+    forking.begin("def fork_child():\n"
+                  "    pid = os.fork()\n"
+                  "    if pid == 0: %s\n"
+                  "    report('ended', status=os.waitpid(pid, 0)[1])\n" % statement)
+    forking.fork()
+    assert forking.shell.next_report("ended")["status"] == status << 8
+    end_line(forking)
+    assert forking.shell.errors.count(b"ValueError: in the child") == (status == 1)
+    forking.close()
+
+
 @pytest.mark.parametrize("echo", [True, False], ids=["with echo", "without echo"])
 def test_a_child_keeps_the_shell_s_files(terminal, echo):
     """Also those under numbers that were the editor's, before the shell closed them all."""
