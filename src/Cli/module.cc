@@ -6,6 +6,7 @@
 #include "Cli/calls/terminal_calls.h"
 #include "Cli/history/history_store.h"
 #include "Cli/input/log_monitor.h"
+#include "editline/readline.h"
 
 static PyMethodDef methods[] = {
     {"readline", py_readline, METH_VARARGS,
@@ -80,4 +81,5 @@ PyMODINIT_FUNC __attribute__((visibility("default"))) initTavorin(void) {
   PyObject *module = Py_InitModule4("Tavorin", methods, module_doc, nullptr, PYTHON_API_VERSION);
   if (module == nullptr) return;
   hist_init();
+  lineedit::release_forked_children(leave_line_to_parent);
 }

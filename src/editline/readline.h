@@ -12,6 +12,7 @@
 #include <histedit.h>
 
 #include "editline/base/variables.h"
+#include "editline/input/forked_child.h"
 #include "editline/input/wait.h"
 
 namespace lineedit {

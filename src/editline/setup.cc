@@ -86,7 +86,7 @@ bool set_up_editor() {
   choose_editor_locale();
   const bool entered = enter_editor_locale();
   restore_terminal_at_exit();
-  release_forked_children();
+  release_forked_children(nullptr);
   if (rl_instream == nullptr) rl_instream = stdin;
   if (rl_outstream == nullptr) rl_outstream = stdout;
 

@@ -329,7 +329,8 @@ def test_a_handler_that_the_main_thread_installs_while_another_reads(shell):
     shell.next_report("signal")
 
 
-@pytest.mark.parametrize("number, end", [(signal.SIGQUIT, None)])
+@pytest.mark.parametrize("number, end", [(signal.SIGINT, "KeyboardInterrupt"),
+                                         (signal.SIGQUIT, None)])
 @pytest.mark.parametrize("editing", [False, True], ids=["between lines", "in the next line"])
 def test_a_program_that_a_thread_starts_in_a_line_and_that_ends_after_it(shell, number, end,
                                                                         editing):

@@ -857,3 +857,30 @@ LAYER_TEST(BetweenLines, ACallbackChangesNothing) {
   EXPECT_EQ(difference(before, signal_state()), "");
   EXPECT_EQ(read_line({"second\n"}), "second");
 }
+
+// --- Forked children -----------------------------------------------------------------------------
+
+static int child_status;
+
+static void end_child() { raise(SIGINT); }
+
+static void fork_child() {
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  waitpid(child, &child_status, 0);
+  EXPECT_FALSE(is_blocked(SIGINT));
+}
+
+static int read_with_a_fork(FILE *) {
+  run_callback(fork_child, nothing, false);
+  return -1;
+}
+
+LAYER_TEST(ForkedChild, GetsASignalThatComesBeforeItIsReleased) {
+  pthread_atfork(nullptr, nullptr, end_child);
+  ASSERT_EQ(rl_initialize(), 0);
+  rl_getc_function = read_with_a_fork;
+  EXPECT_EQ(readline("> "), nullptr);
+  ASSERT_TRUE(WIFSIGNALED(child_status));
+  EXPECT_EQ(WTERMSIG(child_status), SIGINT);
+}

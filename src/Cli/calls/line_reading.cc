@@ -27,6 +27,14 @@ static void leave_editor() {
   set_line_in_progress(false);
 }
 
+// The thread that reads does not exist in the child, or is within a callback and has the lock.
+void leave_line_to_parent() {
+  remove_jump_handlers();
+  forget_released_gil();
+  return_streams();
+  set_line_in_progress(false);
+}
+
 // Leaves the editor, on every path: restores the shell's own handlers, then unblocks the signals,
 // then acquires the lock.
 static void return_to_python() {

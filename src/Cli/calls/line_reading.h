@@ -10,3 +10,6 @@ PyObject *py_readline(PyObject *self, PyObject *args);
 // Python's simpleReadline(prompt): reads one line. Ctrl-C and Ctrl-Z go to the shell's own
 // handlers.
 PyObject *py_simpleReadline(PyObject *self, PyObject *args);
+
+// For a forked child: no line is being read.
+void leave_line_to_parent();

@@ -3,9 +3,9 @@
 
 #include <cstdio>
 
+#include "Cli/base/callback.h"
 #include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
-#include "Cli/base/streams.h"
 #include "editline/readline.h"
 #include "vesker.h"
 
@@ -32,10 +32,7 @@ static void call_with_event() {
   acquireGil();
   if (!PyCallable_Check(event.callback))
     invariant_broken("PyCallable_Check( callback )", 671, "conlog_callback");
-  return_streams();
-  event.result =
-      PyObject_CallFunction(event.callback, const_cast<char *>("ii"), event.first, event.second);
-  lend_streams();
+  event.result = call_within_read(event.callback, Py_BuildValue("(ii)", event.first, event.second));
 }
 
 // Whether the callable asks for the line to be redrawn. An exception, including one from a result

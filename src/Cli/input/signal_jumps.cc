@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
 #include "Cli/base/streams.h"
 #include "editline/readline.h"
@@ -22,48 +21,20 @@ unsigned long readlineThreadId;
 static struct sigaction savedSigintHandler;
 static struct sigaction savedSigtstpHandler;
 
-// The process that reads lines; 0 before the first line. A forked child gets the dispositions back.
-static pid_t process;
+// The two handlers are in place, and the jump points are valid.
+static volatile sig_atomic_t jumping;
 
 // --- The handlers --------------------------------------------------------------------------------
 
-static void sigint_handler(int signo);
-static void sigtstp_handler(int signo);
-
-static void restore_in_child(int signo, void (*handler)(int), const struct sigaction *saved) {
-  struct sigaction current;
-  sigaction(signo, nullptr, &current);
-  if (current.sa_handler == handler) sigaction(signo, saved, nullptr);
-}
-
-static void restore_dispositions_in_child() {
-  restore_in_child(SIGINT, sigint_handler, &savedSigintHandler);
-  restore_in_child(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
-}
-
-// The child has none of the threads but the one that forked it.
-static void end_read_of_other_thread() {
-  forget_released_gil();
-  return_streams();
-  set_line_in_progress(false);
-}
-
-// Runs after the layer's own, which is set first.
-static void release_forked_child() {
-  restore_dispositions_in_child();
-  if (pthread_self() != readlineThreadId) end_read_of_other_thread();
-  process = getpid();
-}
-
-// In a child that has just been forked, and has not been released yet, the signal is the shell's.
-// Otherwise only the reading thread has a frame to jump to. A thread that is neither the reader nor
-// the main one got the signal because the reader is blocking it, and sends it on. On the main
-// thread the signal means that another thread reads, which the module does not allow; a jump to
-// that thread's stack would corrupt it. Returns in these cases only, and says whether it has sent
-// the signal on.
-static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
-  if (getpid() != process) {
-    restore_dispositions_in_child();
+// Only the reading thread has a frame to jump to. A thread that is neither the reader nor the main
+// one got the signal because the reader is blocking it, and sends it on. On the main thread the
+// signal means that another thread reads, which the module does not allow; a jump to that thread's
+// stack would corrupt it. Others may have saved our handler and put it back after the line, as
+// system() in another thread does; it then gives way to the shell's. Returns in these cases only,
+// and says whether it has sent the signal on.
+static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo, const struct sigaction *saved) {
+  if (jumping == 0) {
+    sigaction(signo, saved, nullptr);
     pthread_kill(pthread_self(), signo);
     return true;
   }
@@ -80,14 +51,14 @@ static bool jump_to_reader_or_forward(sigjmp_buf buffer, int signo) {
 }
 
 static void sigint_handler(int signo) {
-  if (jump_to_reader_or_forward(sigintJumpBuffer, signo)) return;
+  if (jump_to_reader_or_forward(sigintJumpBuffer, signo, &savedSigintHandler)) return;
   printf("Assertion failed: readlineThreadId == pthread_self %s:%d (%lu, %lu)\n", report_file, 515,
          readlineThreadId, pthread_self());
   abort_on_wrong_thread();
 }
 
 static void sigtstp_handler(int signo) {
-  if (jump_to_reader_or_forward(sigtstpJumpBuffer, signo)) return;
+  if (jump_to_reader_or_forward(sigtstpJumpBuffer, signo, &savedSigtstpHandler)) return;
   printf("Assertion failed: readlineThreadId == pthread_self %s:%d\n", report_file, 533);
   abort_on_wrong_thread();
 }
@@ -96,16 +67,15 @@ static void sigtstp_handler(int signo) {
 
 static void bind_signal(int signo, void (*handler)(int), struct sigaction *saved) {
   struct sigaction action = {};
+  struct sigaction found;
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
-  sigaction(signo, &action, saved);
+  sigaction(signo, &action, &found);
+  if (saved != nullptr && found.sa_handler != handler) *saved = found;
 }
 
 void install_jump_handlers() {
-  if (process == 0) {
-    process = getpid();
-    pthread_atfork(nullptr, nullptr, release_forked_child);
-  }
+  jumping = 1;
   bind_signal(SIGINT, sigint_handler, &savedSigintHandler);
   bind_signal(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
 }
@@ -113,11 +83,25 @@ void install_jump_handlers() {
 void bind_signals_to_shell() {
   sigaction(SIGINT, &savedSigintHandler, nullptr);
   sigaction(SIGTSTP, &savedSigtstpHandler, nullptr);
+  jumping = 0;
 }
 
 void bind_signals_to_module() {
+  jumping = 1;
   bind_signal(SIGINT, sigint_handler, nullptr);
   bind_signal(SIGTSTP, sigtstp_handler, nullptr);
+}
+
+static void remove_handler(int signo, void (*handler)(int), const struct sigaction *saved) {
+  struct sigaction current;
+  sigaction(signo, nullptr, &current);
+  if (current.sa_handler == handler) sigaction(signo, saved, nullptr);
+}
+
+void remove_jump_handlers() {
+  remove_handler(SIGINT, sigint_handler, &savedSigintHandler);
+  remove_handler(SIGTSTP, sigtstp_handler, &savedSigtstpHandler);
+  jumping = 0;
 }
 
 sigset_t jump_signals() {

@@ -16,6 +16,8 @@ void install_jump_handlers();
 // Switch to the saved dispositions, and to the module's handlers again.
 void bind_signals_to_shell();
 void bind_signals_to_module();
+// For a forked child: puts the saved dispositions in the place of the module's handlers.
+void remove_jump_handlers();
 
 // SIGINT and SIGTSTP.
 sigset_t jump_signals();

@@ -4,10 +4,10 @@
 
 #include <cstring>
 
+#include "Cli/base/callback.h"
 #include "Cli/base/gil.h"
 #include "Cli/base/invariant.h"
 #include "Cli/base/python.h"
-#include "Cli/base/streams.h"
 #include "Cli/input/signal_jumps.h"
 #include "editline/readline.h"
 
@@ -90,10 +90,8 @@ static void call_completer() {
   rl_point = rl_end;
   if (py_lhandler_ptype != nullptr)
     invariant_broken("py_lhandler_ptype == ((void *)0)", __LINE__, "complete_line");
-  return_streams();
-  completion.answer = PyObject_CallFunction(completionCallback, const_cast<char *>("csi"),
-                                            completion.key, rl_line_buffer, rl_point);
-  lend_streams();
+  completion.answer = call_within_read(
+      completionCallback, Py_BuildValue("(csi)", completion.key, rl_line_buffer, rl_point));
 }
 
 static void finish_completion() {

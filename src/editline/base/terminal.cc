@@ -24,8 +24,8 @@ static struct {
   // libedit still takes the terminal to be raw. It has been given back without libedit, which would
   // have waited until stopped output goes on.
   bool editor_is_behind;
-  // The process that restores the terminal at its exit; 0 before the first editor.
-  pid_t owner;
+  // The process restores the terminal at its exit.
+  bool restored_at_exit;
 } terminal_state;
 
 // --- Settings ------------------------------------------------------------------------------------
@@ -228,12 +228,12 @@ void end_line_on_terminal(bool ended_input) {
 // --- The exit ------------------------------------------------------------------------------------
 
 void restore_terminal() {
-  if (editor.terminal_is_raw && getpid() == terminal_state.owner) restore_line_start();
+  if (editor.terminal_is_raw) restore_line_start();
 }
 
 void restore_terminal_at_exit() {
-  if (terminal_state.owner == 0) atexit(restore_terminal);
-  terminal_state.owner = getpid();
+  if (!terminal_state.restored_at_exit) atexit(restore_terminal);
+  terminal_state.restored_at_exit = true;
 }
 
 }  // namespace lineedit

@@ -55,7 +55,7 @@ void end_line_on_terminal(bool ended_input);
 void abandon_terminal();
 
 // Makes the process restore the terminal when it exits, in case it exits while another thread reads
-// a line, or between two lines read in bulk. A forked child does not touch the terminal.
+// a line, or between two lines read in bulk. A forked child restores it for a line of its own only.
 void restore_terminal_at_exit();
 
 // Restores the terminal if a line is being read, before the process ends. Any thread and any signal

@@ -5,6 +5,10 @@ namespace lineedit {
 
 // From now on, a forked child gets the dispositions and the mask from before the read, no
 // descriptor of the layer's, and does not touch the terminal. It may read lines of its own.
-void release_forked_children();
+//
+// `further` is what the application does in the child: it runs after the layer's part and before
+// the child gets its first signal, and may make only calls that a signal handler may make. A null
+// one adds nothing, and leaves an earlier one in place.
+void release_forked_children(void (*further)());
 
 }  // namespace lineedit

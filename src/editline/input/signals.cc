@@ -22,8 +22,6 @@ static constexpr sig_atomic_t arrived = 1;
 static constexpr sig_atomic_t passed_on_already = 2;
 
 static struct {
-  // The process that reads lines; 0 before the first line.
-  pid_t process;
   // Our handlers are in place; `reader`, `mask` and `found` are valid.
   bool installed;
   pthread_t reader;
@@ -42,7 +40,7 @@ static struct {
   // place.
   volatile sig_atomic_t called;
   volatile sig_atomic_t instead;
-} signals = {0, false, {}, {}, {}, 0, {}, 0, {}, -1, -1};
+} signals = {false, {}, {}, {}, 0, {}, 0, {}, -1, -1};
 
 static int index_of(int signo) {
   int which = 0;
@@ -122,22 +120,13 @@ void restore_dispositions_in_child() {
     sigaction(watched[which], covered ? &default_action : &signals.found[which], nullptr);
   }
   signals = {};
-  signals.process = getpid();
   signals.called = signals.instead = -1;
-}
-
-// A child has just been forked, and not been released yet.
-static void arrived_in_new_child(int signo) {
-  restore_dispositions_in_child();
-  pthread_kill(pthread_self(), signo);
 }
 
 static void signal_arrived(int signo) {
   const int saved_errno = errno;
   const int which = index_of(signo);
-  if (getpid() != signals.process)
-    arrived_in_new_child(signo);
-  else if (!signals.installed)
+  if (!signals.installed)
     redeliver(&signals.found[which], signo);
   else if (pthread_equal(pthread_self(), signals.reader) == 0)
     arrived_on_other_thread(which);
@@ -186,7 +175,6 @@ static void install_handler(int which, struct sigaction *found) {
 }
 
 void install_signal_handlers() {
-  if (signals.process == 0) signals.process = getpid();
   signals.reader = pthread_self();
   signals.mask = blockable_signals();
   signals.installed = true;

@@ -128,7 +128,7 @@ static void open_terminal() {
   char name[32];
   snprintf(name, sizeof name, "/proc/self/fd/%d", output_descriptor());
   const int opened = open(name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  keep_descriptor(opened, &writer.terminal, STDERR_FILENO + 1);
+  writer.terminal = move_descriptor(opened, STDERR_FILENO + 1);
   writer.cannot_open = writer.terminal < 0;
 }
 
