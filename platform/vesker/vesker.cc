@@ -178,10 +178,9 @@ int vesker_inotify_fd(vesker *handle) { return handle->notify_fd; }
 // left to wait on.
 static int discard_notices(vesker *handle) {
   alignas(inotify_event) char notices[16384];
-  int any = 0;
-  ssize_t size;
-  while ((size = read(handle->notify_fd, notices, sizeof notices)) > 0) any = 1;
-  if (size < 0 && errno == EAGAIN) return any;
+  const ssize_t size = read(handle->notify_fd, notices, sizeof notices);
+  if (size > 0) return 1;
+  if (size < 0 && errno == EAGAIN) return 0;
   handle->notify_fd = -1;
   return -1;
 }

@@ -13,6 +13,7 @@
 
 #include "editline/base/variables.h"
 #include "editline/input/forked_child.h"
+#include "editline/input/signals.h"
 #include "editline/input/wait.h"
 
 namespace lineedit {

@@ -45,7 +45,8 @@ static void wipe_typed_text() {
 
 // Destroys the editor without changing its terminal, which is cooked after every line except those
 // read in bulk. el_end would restore the settings from the editor's creation and discard the
-// type-ahead; it does neither while editing is off.
+// type-ahead; it does neither while editing is off. It does not free the texts that keys type
+// either: other key bindings do.
 static void destroy_editor() {
   begin_wiping();
   if (editor.el != nullptr) {
@@ -53,6 +54,7 @@ static void destroy_editor() {
     reset_keys();
     forget_screen_size();
     set_editing(false);
+    el_set(editor.el, EL_EDITOR, "emacs");
     el_end(editor.el);
   }
   if (editor.history != nullptr) history_end(editor.history);

@@ -148,6 +148,7 @@ def test_the_shell_in_twenty_lines(shell, blocks):
     shell.wait_for_cursor_row("device> show version now")
     shell.type("<ctrl-c>")
     shell.wait_for_screen("(Ctrl-C pressed)")
+    shell.wait_for_row(5, "device>")
     shell.type("<ctrl-z>")
     shell.wait_for_screen("(Ctrl-Z pressed)")
     shell.type("<ctrl-d>")

@@ -227,6 +227,7 @@ def test_a_character_by_its_number_is_not_bound(start):
     (r"bind -s ^O '\017a'", "<ctrl-o>b", "b"),
     (r"bind -s '^[q' 'M-q'", "<meta-q>b", "b"),
     ("bind -s x y\nbind -s y z\nbind -s z x", "xyz", "zzz"),
+    (r"bind ^O em-meta-next" "\n" r"bind -s '\370' '\017x'", "<ctrl-o>x", ""),
     # The second character of the key comes from the text before.
     ("bind -s xy zy\nbind -s z x", "xyz", "zyz"),
 ])

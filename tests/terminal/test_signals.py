@@ -332,8 +332,9 @@ def test_a_handler_that_the_main_thread_installs_while_another_reads(shell):
 @pytest.mark.parametrize("number, end", [(signal.SIGINT, "KeyboardInterrupt"),
                                          (signal.SIGQUIT, None)])
 @pytest.mark.parametrize("editing", [False, True], ids=["between lines", "in the next line"])
+@pytest.mark.parametrize("lines", [0, 1, 2])
 def test_a_program_that_a_thread_starts_in_a_line_and_that_ends_after_it(shell, number, end,
-                                                                        editing):
+                                                                        editing, lines):
     """system() saves the dispositions of these two, and puts them back when the program ends."""
     for name in ("go", "end"):
         os.mkfifo(os.path.join(shell.home, name))
@@ -350,6 +351,8 @@ def test_a_program_that_a_thread_starts_in_a_line_and_that_ends_after_it(shell, 
     assert shell.outcome() == Returned("abc")
     open_fifo(shell, "end")
     shell.next_report("over")
+    for _ in range(lines):
+        shell.read_line()
     if editing:
         shell.begin_line("def")
     else:
@@ -363,22 +366,41 @@ def test_a_program_that_a_thread_starts_in_a_line_and_that_ends_after_it(shell, 
     shell.assert_settings_as_before()
 
 
+def test_a_program_that_a_thread_started_before_the_line(shell):
+    """At its end, system() puts the shell's handler in the place of the one that ends the line."""
+    os.mkfifo(os.path.join(shell.home, "end"))
+    shell.do("import threading\n"
+             "def run():\n"
+             "    os.system('read x < end')\n"
+             "    report('over')\n"
+             "thread = threading.Thread(target=run)\n")
+    before = shell.do("signal_masks()")
+    shell.do("thread.start()")
+    shell.wait_until(lambda: shell.do("signal_masks()") != before, "system() to begin")
+    shell.begin_line("abc")
+    open_fifo(shell, "end")
+    shell.next_report("over")
+    shell.wait_until(lambda: shell.type("<ctrl-c>") or not shell.is_editing(), "the line's end")
+    shell.assert_settings_as_before()
+
+
 def open_fifo(shell, name):
     """Has what waits for it go on."""
     with open(os.path.join(shell.home, name), "w") as fifo:
         fifo.write("x\n")
 
 
-def test_a_completer_that_sets_the_terminal_anew(shell):
+@pytest.mark.parametrize("settings", ["sane", "raw", "-isig -icrnl"])
+def test_a_completer_that_sets_the_terminal_anew(shell, settings):
     shell.do("def completer(key, line, position):\n"
-             "    os.system('stty sane')\n"
-             "    return 'd'\n")
+             "    os.system('stty %s')\n"
+             "    return 'd'\n" % settings)
     shell.begin_line("abc", "Tavorin.readline('> ', completer)")
     shell.type("<tab>")
     shell.wait_for_cursor_row("> abcd")
     assert shell.is_editing()
-    shell.type("e<enter>")
-    assert shell.outcome() == Returned("abcde")
+    shell.type("<ctrl-c>")
+    assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-C pressed")
     shell.assert_settings_as_before()
 
 

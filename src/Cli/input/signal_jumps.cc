@@ -71,7 +71,8 @@ static void bind_signal(int signo, void (*handler)(int), struct sigaction *saved
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
   sigaction(signo, &action, &found);
-  if (saved != nullptr && found.sa_handler != handler) *saved = found;
+  const bool ours = found.sa_handler == handler || lineedit::is_layers_handler(found.sa_handler);
+  if (saved != nullptr && !ours) *saved = found;
 }
 
 void install_jump_handlers() {

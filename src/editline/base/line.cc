@@ -24,6 +24,8 @@ static struct {
   size_t published_size;
   // The editor's buffer has room for at least this many characters.
   size_t room;
+  // So many characters may be added between two calls of keep_line_in_bounds.
+  size_t added;
   // The line's length at the latest key, or after the layer's latest change of it; and the longest
   // line so far that was typed or made by the layer.
   size_t length;
@@ -134,24 +136,30 @@ void set_edited_line(const LineText *line, size_t cursor) {
 // after the deleted ones. It reads beyond the buffer if that is more than half full, so the buffer
 // never is. The buffer moves then: no key may run a command that keeps pointers into it while it
 // reads keys.
-static void grow_line_buffer() {
+static void grow_line_buffer(size_t room) {
   size_t cursor;
   get_edited_line(&edited.kept, &cursor);
   edited.longer.length = 0;
-  for (int i = 0; i < 4; ++i)
-    append_text(&edited.longer, edited.kept.characters, edited.kept.length);
+  while (edited.longer.length < room) append_character(&edited.longer, L' ');
   replace_text(edited.longer.characters);
-  replace_text(edited.kept.characters);
-  edited.room = edited.longer.length;
+  if (edited.kept.length > 0)
+    replace_text(edited.kept.characters);
+  else
+    empty_line();
+  edited.room = room;
 }
+
+// libedit keeps up to ten texts of up to 1024 characters, and reads their keys by itself.
+void expect_bound_texts() { edited.added = 10 * 1024; }
 
 // In vi's command mode, libedit 3.1-20221030 moves the cursor before the start of an empty line
 // when it goes to the line's end.
 void keep_line_in_bounds() {
   const LineInfoW *line = el_wline(editor.el);
   if (line->cursor < line->buffer) move_cursor_to(0);
-  const bool outgrown = static_cast<size_t>(line->lastchar - line->buffer) * 2 > edited.room;
-  if (outgrown && editor.terminal_is_raw && editing_is_on()) grow_line_buffer();
+  const size_t longest = static_cast<size_t>(line->lastchar - line->buffer) + edited.added;
+  if (longest * 2 > edited.room && editor.terminal_is_raw && editing_is_on())
+    grow_line_buffer(longest * 4);
 }
 
 void wipe_line() {

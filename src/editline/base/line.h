@@ -35,6 +35,9 @@ void accept_line_length();
 // line's buffer.
 void keep_line_in_bounds();
 
+// Keys type texts from now on.
+void expect_bound_texts();
+
 // Wipes what was typed, before the next user. rl_line_buffer is null until the line of the new
 // editor is published.
 void wipe_line();

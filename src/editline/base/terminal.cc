@@ -21,6 +21,8 @@ static struct {
   TerminalSettings line_start;
   // The output's descriptor at that time.
   int output;
+  // The editor's settings, while others use the terminal.
+  TerminalSettings lent;
   // libedit still takes the terminal to be raw. It has been given back without libedit, which would
   // have waited until stopped output goes on.
   bool editor_is_behind;
@@ -67,16 +69,17 @@ bool is_terminal_editing_key(int descriptor, unsigned char key) {
   return false;
 }
 
-static void set_least_input(struct termios *settings, unsigned char bytes) {
-  if (settings->c_cc[VMIN] == bytes) return;
-  settings->c_cc[VMIN] = bytes;
-  tcsetattr(input_descriptor(), TCSANOW, settings);
+void lend_terminal() {
+  TerminalSettings *lent = &terminal_state.lent;
+  read_terminal_settings(lent, input_descriptor());
+  struct termios settings = lent->settings;
+  settings.c_cc[VMIN] = 1;
+  lent->known = lent->known && editor.terminal_is_raw && are_raw(&settings);
+  if (lent->known) tcsetattr(lent->descriptor, TCSANOW, &settings);
 }
 
-void make_reads_wait() {
-  struct termios settings;
-  if (tcgetattr(input_descriptor(), &settings) == 0 && are_raw(&settings))
-    set_least_input(&settings, 1);
+void take_terminal_back() {
+  if (editor.terminal_is_raw) restore_terminal_settings(&terminal_state.lent);
 }
 
 // --- The editor's normal mode --------------------------------------------------------------------
@@ -167,17 +170,10 @@ bool make_terminal_raw() {
   return editor.terminal_is_raw;
 }
 
-bool restore_raw_terminal() {
-  struct termios settings;
-  if (tcgetattr(input_descriptor(), &settings) != 0) return false;
-  const bool raw = are_raw(&settings);
-  if (raw) {
-    set_least_input(&settings, 0);
-  } else {
-    make_terminal_cooked();
-    make_terminal_raw();
-  }
-  return raw;
+void restore_raw_terminal() {
+  if (!editor.terminal_is_raw || terminal_is_raw(input_descriptor())) return;
+  make_terminal_cooked();
+  make_terminal_raw();
 }
 
 static void note_given_back() {

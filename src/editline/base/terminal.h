@@ -62,13 +62,14 @@ void restore_terminal_at_exit();
 // handler may call it.
 void restore_terminal();
 
-// In the editor's raw mode a read returns at once if there is no input. This makes reads wait, for
-// other code that reads from the terminal meanwhile. Does nothing if the terminal is not raw.
-void make_reads_wait();
+// Bracket other code that may use the terminal while a line is edited. In the editor's raw mode a
+// read returns at once if there is no input; meanwhile it waits. The second brings the editor's
+// settings back, whatever has become of them.
+void lend_terminal();
+void take_terminal_back();
 
-// After other code has run: makes the terminal again what the editor believes it to be. If it is
-// still raw it is not switched, since keys may be arriving and must not find it cooked. Returns
-// whether it was.
-bool restore_raw_terminal();
+// After a stop of the process: makes the terminal raw again. If it still is, it is not switched,
+// since keys may be arriving and must not find it cooked.
+void restore_raw_terminal();
 
 }  // namespace lineedit

@@ -343,6 +343,7 @@ static bool replace_command(const BindLine *line) {
 // Whether a text may be bound. What a named key sends may be the text itself.
 static bool text_ends(const BindLine *line) {
   if (!line->types_text || line->key[0] == nullptr || line->key[1] == nullptr) return true;
+  expect_bound_texts();
   return !line->names_key && note_bound_text(line->key[0], line->key[1]);
 }
 

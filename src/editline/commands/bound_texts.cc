@@ -64,12 +64,19 @@ static void decode_word(LineText *decoded, const char *word) {
 
 // --- Where a text leads --------------------------------------------------------------------------
 
+// A command of libedit's (em-meta-next) sets the eighth bit of the next key.
+static bool are_alike(const wchar_t *first, const wchar_t *second, size_t length) {
+  for (size_t i = 0; i < length; ++i)
+    if ((first[i] | 0x80) != (second[i] | 0x80)) return false;
+  return true;
+}
+
 // Whether the key is in the text, or begins at its end: the rest may come from what follows.
 static bool types_key(const LineText *text, const LineText *key) {
   for (size_t start = 0; start < text->length; ++start) {
     const size_t left = text->length - start;
     const size_t compared = left < key->length ? left : key->length;
-    if (wmemcmp(text->characters + start, key->characters, compared) == 0) return true;
+    if (are_alike(text->characters + start, key->characters, compared)) return true;
   }
   return false;
 }

@@ -29,7 +29,7 @@ static void hold_signals() {
 
 static void let_signals_in() { pthread_sigmask(SIG_SETMASK, &mask_of_fork, nullptr); }
 
-// Only calls that a signal handler may make: another thread may have held any lock.
+// Calls nothing that takes a lock: another thread may have held any.
 static void release_child() {
   close_kept_descriptors();
   close_terminal();

@@ -139,7 +139,9 @@ static void signal_arrived(int signo) {
 
 bool signal_was_noted() { return signals.any_noted != 0 && signals.installed; }
 
-bool in_callback() { return signals.in_callback != 0; }
+bool is_layers_handler(void (*handler)(int)) { return handler == signal_arrived; }
+
+bool callback_is_running() { return signals.in_callback != 0; }
 
 void let_signals_end_calls_on(int called, int instead) {
   signals.instead = instead;
@@ -181,8 +183,7 @@ void install_signal_handlers() {
   for (int which = 0; which < watched_count; ++which) {
     struct sigaction found;
     install_handler(which, &found);
-    // Others may have saved our handler within a line and put it back later, as system() does.
-    if (found.sa_handler != signal_arrived) signals.found[which] = found;
+    if (!is_layers_handler(found.sa_handler)) signals.found[which] = found;
     if (is_left_ignored(which)) sigaction(watched[which], &signals.found[which], nullptr);
   }
 }

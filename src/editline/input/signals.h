@@ -27,10 +27,13 @@ void reinstall_displaced_handlers();
 // Whether the disposition that the read found is a handler function.
 bool found_disposition_is_a_handler(int signo);
 
+// Others may have saved the layer's handler within a line, and put it back later.
+bool is_layers_handler(void (*handler)(int));
+
 // Whether there is a noted signal to act on.
 bool signal_was_noted();
 // Whether the reading thread is in a callback, and signals go to the application.
-bool in_callback();
+bool callback_is_running();
 // From now on a handler that notes a signal replaces the descriptor `called` by `instead`, on which
 // every read and write fails at once. So a signal also ends a call that has not begun yet. -1 for
 // none.

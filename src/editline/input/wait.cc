@@ -87,7 +87,7 @@ static bool takes_output(int descriptor) {
 }
 
 // Whether a signal has ended a call. In a callback it may have been the application's own.
-static bool call_was_ended() { return signal_was_noted() || in_callback(); }
+static bool call_was_ended() { return signal_was_noted() || callback_is_running(); }
 
 static bool wait_for_room(int descriptor) {
   WaitSet writable = {};
@@ -274,6 +274,8 @@ int wait_for_input(int count, WaitSet *readable) {
     errno = EINTR;
     return -1;
   }
+  // Another handler ran. It may be in the place of ours: system() in another thread puts it there.
+  if (ready < 0) reinstall_displaced_handlers();
   return ready;
 }
 
@@ -317,11 +319,13 @@ static void call_with_signals(void (*call)()) {
 void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
   begin_callback_signals(own_handlers);
   begin_output();
+  lend_terminal();
   const bool left = leave_editor_locale();
   note_streams();
   call_with_signals(call);
   const bool lost = !keep_unchanged_streams();
   if (left) enter_editor_locale();
+  take_terminal_back();
   end_callback_signals(own_handlers);
   apply();
   end_output();

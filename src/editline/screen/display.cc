@@ -8,7 +8,6 @@
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
 #include "editline/base/streams.h"
-#include "editline/base/terminal.h"
 #include "editline/base/variables.h"
 #include "editline/screen/drawing.h"
 #include "editline/screen/editor_output.h"
@@ -31,7 +30,6 @@ static bool line_is_shown() {
 
 void begin_output() {
   if (!line_is_shown()) return;
-  make_reads_wait();
   update_drawing();
   mute_editor(false);
   output.moved = move_below_line();
@@ -57,7 +55,6 @@ void redraw_line() {
 
 void end_output() {
   if (!line_is_shown()) return;
-  restore_raw_terminal();
   mute_editor(true);
   if (rl_done != 0 && line_cursor() != line_length()) {
     // The read is over: later output must not overwrite the line.
