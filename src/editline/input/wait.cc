@@ -325,7 +325,7 @@ void run_callback(void (*call)(), void (*apply)(), bool own_handlers) {
   call_with_signals(call);
   const bool lost = !keep_unchanged_streams();
   if (left) enter_editor_locale();
-  take_terminal_back();
+  if (!lost) take_terminal_back();
   end_callback_signals(own_handlers);
   apply();
   end_output();
