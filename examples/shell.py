@@ -37,6 +37,7 @@ class Log(object):
     def __init__(self, seconds):
         descriptor, self.name = tempfile.mkstemp(prefix="device-", suffix=".log")
         self.file = os.fdopen(descriptor, "r")
+        self.shown = 0
         # Opened once: opening it by its name would create the file again after remove().
         self.end = open(self.name, "a", 0)
         writer = threading.Thread(target=self.write_on, args=(seconds,))
@@ -48,12 +49,25 @@ class Log(object):
             time.sleep(seconds)
             self.end.write("eth%d: link %s\n" % (number % 2, "down" if number % 4 < 2 else "up"))
 
+    def skip(self):
+        """What has been written up to now is not news."""
+        self.file.seek(0, os.SEEK_END)
+        self.shown = self.file.tell()
+
     def show_news(self, lines, size):
         """Called by Tavorin between two keys when the file has grown.
 
-        What is written here appears above the line being typed; the result 1 redraws that line.
+        What is written here takes the place of the line being typed; the result 1 draws that line
+        again below it.
         """
-        sys.stdout.write("\n" + self.file.read())
+        # A file that has been read to its end gives what comes later only after a seek.
+        self.file.seek(self.shown)
+        news = self.file.read()
+        news = news[:news.rfind("\n") + 1]      # the beginning of a line is for a later call
+        if not news:
+            return 0
+        self.shown += len(news)
+        sys.stdout.write("\r\033[J" + news)
         sys.stdout.flush()
         return 1
 
@@ -115,7 +129,7 @@ def terminal_width(device, columns):
 
 
 def terminal_monitor(device):
-    device.log.file.seek(0, os.SEEK_END)
+    device.log.skip()
     Tavorin.loggingSyncEnabledIs(device.log.name, device.news)
 
 

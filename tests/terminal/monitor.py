@@ -2,6 +2,8 @@
 
 import fcntl
 import os
+import random
+import re
 import sys
 import termios
 
@@ -63,3 +65,36 @@ class ScriptedMonitor:
 
     def close(self):
         os.close(self._fd)
+
+
+def assert_whole_lines_count(log, call):
+    """Write to a log piece by piece: `call()`, its log function, must return 1 when a line is whole."""
+    for text, result in [("", 0), ("ha", 0), ("lf\nne", 1), ("", 0), ("xt\n", 1), ("", 0)]:
+        with open(log, "a") as file:
+            file.write(text)
+        assert call() == result, text
+
+
+def assert_bursts_are_shown(shell, log, half_typed, messages=10000):
+    """Write messages to a log whose monitor is on: bursts, each in pieces that end anywhere in a line.
+    Every message must be shown once and whole, and nothing else stand above the half-typed line: the
+    last 30 come one by one."""
+    shown = len(shell.output)
+    sizes = random.Random(1)
+    lines = [b"message %d.\n" % number for number in range(messages)]
+    with open(log, "ab", buffering=0) as file:
+        while lines:
+            size = min(sizes.randrange(1, 200), max(len(lines) - 30, 1))
+            burst, lines = b"".join(lines[:size]), lines[size:]
+            last = burst.split()[-1]
+            while burst:
+                size = sizes.randrange(1, 100)
+                file.write(burst[:size])
+                burst = burst[size:]
+            shell.wait_for_output(b" " + last + b"\r\n", shown)
+    numbers = re.findall(rb"message (\d+)\.\r\n", shell.output[shown:])
+    assert list(map(int, numbers)) == list(range(messages))
+    shell.wait_for_cursor_row(half_typed)
+    rows = [shell.row(number) for number in range(shell.screen.lines)]
+    assert rows == ["message %d." % number
+                    for number in range(messages - len(rows) + 1, messages)] + [half_typed]

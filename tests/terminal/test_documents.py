@@ -11,6 +11,8 @@ import subprocess
 import pytest
 
 from harness import Raised, Returned
+from monitor import assert_bursts_are_shown, assert_whole_lines_count
+from screen import Wrapped
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DOCUMENTS = ["README.md", "bench/README.md", *(str(path.relative_to(ROOT))
@@ -169,14 +171,40 @@ def test_the_tree_of_modes(shell, blocks):
     assert shell.outcome() == Raised("KeyError", "'unknown'")
 
 
-def test_the_log(shell, blocks):
+@pytest.fixture
+def log(shell, blocks):
+    """The log of the page, with its monitor on."""
     shell.do(blocks[3])
-    shell.begin_line("half", "Tavorin.readline('> ')")
-    log, = pathlib.Path(shell.home).rglob("device.log")
+    found, = pathlib.Path(shell.home).rglob("device.log")
+    return found
+
+
+@pytest.mark.parametrize("half, left", [("half", []), ("x" * 100, ["> " + "x" * 78])],
+                         ids=["a row", "two rows"])
+def test_the_log(shell, log, half, left):
+    """What a message leaves of the half-typed line above it, and the whole of it below."""
+    shell.do("print 'earlier'")
+    shell.begin_line()
+    shell.type(half)
+    line = Wrapped("> " + half, 80)
+    line.wait(shell, above=["earlier"])
     with open(log, "a") as file:
         file.write("eth0: link down\n")
-    shell.wait_for_row(1, "eth0: link down")
-    shell.wait_for_row(2, "> half")
+    line.wait(shell, above=["earlier", *left, "eth0: link down"])
+    shell.type("<enter>")
+    assert shell.outcome() == Returned(half)
+
+
+def test_the_log_in_pieces(shell, log):
+    shown = len(shell.output)
+    assert_whole_lines_count(log, lambda: shell.do("show_news(0, 0)"))
+    shell.wait_for_output(b"next\r\n", shown)
+    assert bytes(shell.output[shown:]) == b"\r\033[Jhalf\r\n\r\033[Jnext\r\n"
+
+
+def test_the_log_in_bursts(shell, log):
+    shell.begin_line("half")
+    assert_bursts_are_shown(shell, log, "> half")
     shell.type("<enter>")
     assert shell.outcome() == Returned("half")
 

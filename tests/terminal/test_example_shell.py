@@ -8,6 +8,7 @@ import subprocess
 import pytest
 
 from harness import Returned, sanitizer_environment
+from monitor import assert_bursts_are_shown, assert_whole_lines_count
 from processes import waits_in_select
 
 EXAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples", "shell.py")
@@ -192,6 +193,24 @@ def test_a_log_message_comes_above_the_half_typed_line(start):
     shell.type("faces<enter>")
     shell.wait_for_screen("uplink")
     shell.type("no terminal monitor<enter>")
+    leave(shell)
+
+
+def test_messages_in_pieces(shell):
+    shell.do("example = {'__name__': 'example'}")
+    shell.do("execfile(%r, example)" % os.path.abspath(EXAMPLE))
+    shell.do("log = example['Log'](1000)")
+    assert_whole_lines_count(shell.do("log.name"), lambda: shell.do("log.show_news(0, 0)"))
+    shell.do("log.remove()")
+
+
+def test_messages_in_bursts(start, tmp_path):
+    shell = start(variables={"TMPDIR": str(tmp_path)})
+    assert enter(shell, "terminal monitor", "device> ") == []
+    shell.type_and_see("show inter")
+    (log,) = tmp_path.glob("device-*.log")
+    assert_bursts_are_shown(shell, log, "device> show inter")
+    shell.type("<ctrl-u>")
     leave(shell)
 
 
