@@ -3,12 +3,14 @@
 // decoded here.
 #include "editline/input/keys.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <cwchar>
 
 #include "editline/base/editor.h"
@@ -16,6 +18,7 @@
 #include "editline/base/streams.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
+#include "editline/input/sequences.h"
 #include "editline/input/wait.h"
 #include "editline/screen/drawing.h"
 
@@ -36,7 +39,22 @@ static struct {
   bool ended;
   int end;
   int end_errno;
+  // What follows an Escape that has been returned, and how much of it has been returned, too.
+  Sequence rest;
+  size_t rest_returned;
+  // The key before was an Escape with nothing behind it, for the editor and not for a search.
+  bool after_escape;
 } keys;
+
+// What a terminal sends for one key arrives within this time, also on a slow line. Whoever types
+// Escape and then another key takes longer.
+static constexpr int escape_ms = 50;
+
+// The text of a paste arrives without longer pauses.
+static constexpr long paste_ms = 1000;
+
+// What has been read was nothing for the editor.
+static constexpr int no_key = 2;
 
 // --- Bytes ---------------------------------------------------------------------------------------
 
@@ -126,6 +144,124 @@ static int read_from_input(wchar_t *character) {
   return read_character(character);
 }
 
+// --- Escape sequences ----------------------------------------------------------------------------
+
+bool more_of_key_follows() { return keys.rest_returned < keys.rest.length; }
+
+static bool follows_at_once() {
+  if (keys.pending_count > 0) return true;
+  if (rl_getc_function != nullptr && rl_input_available_hook != nullptr)
+    return rl_input_available_hook() != 0;
+  struct pollfd entry = {input_descriptor(), POLLIN, 0};
+  return poll(&entry, 1, escape_ms) == 1;
+}
+
+// Returns the Escape with which these characters begin. The rest of them are the next keys.
+static int return_escape(const Sequence *characters, wchar_t *key) {
+  keys.rest = *characters;
+  keys.rest_returned = 1;
+  *key = L'\033';
+  return 1;
+}
+
+// In vi's command mode, libedit 3.1-20221030 would take the key after an Escape for a part of it.
+static int return_lone_escape(Sequence *escapes, wchar_t *key) {
+  const bool is_second = keys.after_escape && uses_vi_keys();
+  if (uses_vi_keys()) escapes->length = 1;
+  keys.after_escape = editor.leave_command == nullptr;
+  return is_second ? no_key : return_escape(escapes, key);
+}
+
+static void begin_paste() {
+  editor.pasting = true;
+  if (editor.leave_command != nullptr) editor.leave_command();
+}
+
+static int return_sequence(Sequence *sequence, wchar_t *key) {
+  if (sequence_is(sequence, L"\033[200~"))
+    begin_paste();
+  else if (sequence_is(sequence, L"\033[201~"))
+    editor.pasting = false;
+  else if (!editor.pasting && find_bound_sequence(sequence))
+    return return_escape(sequence, key);
+  return no_key;
+}
+
+// Reads the rest of a sequence of which the beginning, up to [ or O, has been read. A character
+// that is no part of it ends it, too, and is in `*key` then, for the caller.
+static int read_sequence(Sequence *sequence, wchar_t *key, bool *broken_off) {
+  SequencePart part = SequencePart::inner;
+  while (part == SequencePart::inner) {
+    const int got = read_from_input(key);
+    if (got != 1) return got;
+    part = part_of_sequence(sequence, *key);
+    if (part != SequencePart::none) add_to_sequence(sequence, *key);
+  }
+  *broken_off = part == SequencePart::none;
+  return *broken_off ? 1 : return_sequence(sequence, key);
+}
+
+// Reads what follows an Escape at once, and returns the first key of that: the Escape, unless it
+// began a sequence that means nothing.
+static int read_after_escape(wchar_t *key, bool *broken_off) {
+  Sequence sequence = {};
+  while (*key == L'\033') {
+    if (sequence.length < 2) add_to_sequence(&sequence, *key);
+    if (!follows_at_once()) return return_lone_escape(&sequence, key);
+    const int got = read_from_input(key);
+    if (got == 1) continue;
+    note_end(got);
+    return return_escape(&sequence, key);
+  }
+  const bool begins_sequence = *key == L'[' || *key == L'O';
+  if (!begins_sequence && keys.after_escape && uses_vi_keys()) return 1;
+  if (!begins_sequence && uses_vi_keys()) sequence.length = 1;
+  add_to_sequence(&sequence, *key);
+  return begins_sequence ? read_sequence(&sequence, key, broken_off)
+                         : return_escape(&sequence, key);
+}
+
+// Returns as read does, or `no_key`.
+static int read_key_or_sequence(wchar_t *key) {
+  if (more_of_key_follows()) {
+    *key = keys.rest.characters[keys.rest_returned++];
+    return 1;
+  }
+  int got = read_from_input(key);
+  bool looks = editor.terminal_is_raw;
+  if (got == 1 && *key != L'\033') keys.after_escape = false;
+  while (looks && got == 1 && *key == L'\033') {
+    looks = false;
+    got = read_after_escape(key, &looks);
+  }
+  return got;
+}
+
+// --- Pastes --------------------------------------------------------------------------------------
+
+static long milliseconds() {
+  struct timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
+
+// The mark of the end is lost if a Ctrl-C dropped it while no line was read. So after a pause keys
+// are keys again.
+static int read_pasted_key(wchar_t *key) {
+  const long start = milliseconds();
+  const int got = read_key_or_sequence(key);
+  if (milliseconds() - start >= paste_ms) editor.pasting = false;
+  return got;
+}
+
+static bool ends_line(wchar_t key) { return key == L'\n' || key == L'\r'; }
+
+static void insert_pasted(wchar_t character) {
+  const wchar_t characters[] = {character, L'\0'};
+  const bool is_control = (character >= 0 && character < L' ') || character == L'\177';
+  if (!is_control || character == L'\t') insert_at_cursor(characters);
+}
+
 // --- The reading function ------------------------------------------------------------------------
 
 static void run_before_next_key() {
@@ -134,13 +270,22 @@ static void run_before_next_key() {
   function();
 }
 
-static int read_key(EditLine *, wchar_t *key) {
+static void prepare_for_key() {
   if (keys.before_next != nullptr) run_before_next_key();
   if (line_is_drawn() && line_is_overgrown()) return_to_drawn_line();
   keep_line_in_bounds();
   update_drawing();
   keys.repeat = 0;
-  return read_from_input(key);
+}
+
+static int read_key(EditLine *, wchar_t *key) {
+  for (;;) {
+    prepare_for_key();
+    const int got = editor.pasting ? read_pasted_key(key) : read_key_or_sequence(key);
+    if (got == no_key) continue;
+    if (got != 1 || !editor.pasting || ends_line(*key)) return got;
+    insert_pasted(*key);
+  }
 }
 
 el_rfunc_t key_reader() { return read_key; }
@@ -161,6 +306,9 @@ void reset_keys() {
   explicit_bzero(keys.pending, sizeof keys.pending);
   keys.pending_count = 0;
   keys.ended = false;
+  explicit_bzero(&keys.rest, sizeof keys.rest);
+  keys.rest_returned = 0;
+  keys.after_escape = false;
 }
 
 }  // namespace lineedit
