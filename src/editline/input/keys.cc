@@ -133,7 +133,8 @@ static bool decodes_input() {
   return rl_getc_function == nullptr || (editor.has_terminal && editing_is_on());
 }
 
-static int read_from_input(wchar_t *character) {
+// Inline, because it runs for every key; elsewhere read_next_character is enough.
+[[gnu::always_inline]] static inline int read_from_input(wchar_t *character) {
   int byte;
   if (keys.pending_count > 0 || keys.ended) return read_character(character);
   const int got = next_byte(&byte);
@@ -142,6 +143,10 @@ static int read_from_input(wchar_t *character) {
   if (byte >= 0 || !decodes_input()) return 1;
   keys.pending[keys.pending_count++] = static_cast<char>(byte);
   return read_character(character);
+}
+
+[[gnu::noinline]] static int read_next_character(wchar_t *character) {
+  return read_from_input(character);
 }
 
 // --- Escape sequences ----------------------------------------------------------------------------
@@ -192,7 +197,7 @@ static int return_sequence(Sequence *sequence, wchar_t *key) {
 static int read_sequence(Sequence *sequence, wchar_t *key, bool *broken_off) {
   SequencePart part = SequencePart::inner;
   while (part == SequencePart::inner) {
-    const int got = read_from_input(key);
+    const int got = read_next_character(key);
     if (got != 1) return got;
     part = part_of_sequence(sequence, *key);
     if (part != SequencePart::none) add_to_sequence(sequence, *key);
@@ -208,7 +213,7 @@ static int read_after_escape(wchar_t *key, bool *broken_off) {
   while (*key == L'\033') {
     if (sequence.length < 2) add_to_sequence(&sequence, *key);
     if (!follows_at_once()) return return_lone_escape(&sequence, key);
-    const int got = read_from_input(key);
+    const int got = read_next_character(key);
     if (got == 1) continue;
     note_end(got);
     return return_escape(&sequence, key);
@@ -221,19 +226,25 @@ static int read_after_escape(wchar_t *key, bool *broken_off) {
                          : return_escape(&sequence, key);
 }
 
-// Returns as read does, or `no_key`.
+// With an Escape in `*key`. Returns as read does, or `no_key`.
+static int read_sequences(wchar_t *key) {
+  int got = 1;
+  bool looks = editor.terminal_is_raw;
+  while (looks && got == 1 && *key == L'\033') {
+    looks = false;
+    got = read_after_escape(key, &looks);
+  }
+  return got;
+}
+
 static int read_key_or_sequence(wchar_t *key) {
   if (more_of_key_follows()) {
     *key = keys.rest.characters[keys.rest_returned++];
     return 1;
   }
-  int got = read_from_input(key);
-  bool looks = editor.terminal_is_raw;
-  if (got == 1 && *key != L'\033') keys.after_escape = false;
-  while (looks && got == 1 && *key == L'\033') {
-    looks = false;
-    got = read_after_escape(key, &looks);
-  }
+  const int got = read_next_character(key);
+  if (got == 1 && *key == L'\033') return read_sequences(key);
+  keys.after_escape = false;
   return got;
 }
 
@@ -278,14 +289,23 @@ static void prepare_for_key() {
   keys.repeat = 0;
 }
 
-static int read_key(EditLine *, wchar_t *key) {
-  for (;;) {
+// With what has been read, or `no_key`. Reads on until there is a key for the editor.
+[[gnu::noinline]] static int read_on(wchar_t *key, int got) {
+  while (got == no_key || (got == 1 && editor.pasting && !ends_line(*key))) {
+    if (got == 1) insert_pasted(*key);
     prepare_for_key();
-    const int got = editor.pasting ? read_pasted_key(key) : read_key_or_sequence(key);
-    if (got == no_key) continue;
-    if (got != 1 || !editor.pasting || ends_line(*key)) return got;
-    insert_pasted(*key);
+    got = editor.pasting ? read_pasted_key(key) : read_key_or_sequence(key);
   }
+  return got;
+}
+
+static int read_key(EditLine *, wchar_t *key) {
+  prepare_for_key();
+  if (editor.pasting || more_of_key_follows()) return read_on(key, no_key);
+  const int got = read_from_input(key);
+  if (got == 1 && *key == L'\033') return read_on(key, read_sequences(key));
+  keys.after_escape = false;
+  return got;
 }
 
 el_rfunc_t key_reader() { return read_key; }
