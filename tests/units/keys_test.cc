@@ -183,6 +183,18 @@ LAYER_TEST(Paste, EndsWithAPauseIfItsMarkIsLost) {
   EXPECT_EQ(read_line({"c\177", [] { usleep(1100000); }, "d\177e\n"}), "ce");
 }
 
+LAYER_TEST(Paste, ItsEndMayComeInParts) {
+  EXPECT_EQ(read_line({"\033[200~a?\033", "[201~b\177\n"}), "a?");
+}
+
+// The bulk-input guard can switch editing off between two lines of a paste.
+LAYER_TEST(Paste, IsReadAsItIsWhileEditingIsOff) {
+  ASSERT_EQ(rl_initialize(), 0);
+  set_editing(false);
+  editor.terminal_is_raw = editor.pasting = true;
+  EXPECT_EQ(keys_from("a\t\033[201~"), (Keys{L'a', L'\t', L'\033', L'[', L'2', L'0', L'1', L'~'}));
+}
+
 // Here no key is a Meta key, and what is typed otherwise needs Ctrl-V.
 LAYER_TEST(Paste, IsTextInTheCLocale) {
   setlocale(LC_ALL, "C");

@@ -151,10 +151,14 @@ static bool decodes_input() {
 
 // --- Escape sequences ----------------------------------------------------------------------------
 
+// The bulk-input guard has the terminal raw, too, but does not edit.
+static bool takes_sequences() { return editor.terminal_is_raw && editing_is_on(); }
+
 bool more_of_key_follows() { return keys.rest_returned < keys.rest.length; }
 
+// In a paste an Escape can only begin a sequence.
 static bool follows_at_once() {
-  if (keys.pending_count > 0) return true;
+  if (keys.pending_count > 0 || editor.pasting) return true;
   if (rl_getc_function != nullptr && rl_input_available_hook != nullptr)
     return rl_input_available_hook() != 0;
   struct pollfd entry = {input_descriptor(), POLLIN, 0};
@@ -229,7 +233,7 @@ static int read_after_escape(wchar_t *key, bool *broken_off) {
 // With an Escape in `*key`. Returns as read does, or `no_key`.
 static int read_sequences(wchar_t *key) {
   int got = 1;
-  bool looks = editor.terminal_is_raw;
+  bool looks = true;
   while (looks && got == 1 && *key == L'\033') {
     looks = false;
     got = read_after_escape(key, &looks);
@@ -301,9 +305,9 @@ static void prepare_for_key() {
 
 static int read_key(EditLine *, wchar_t *key) {
   prepare_for_key();
-  if (editor.pasting || more_of_key_follows()) return read_on(key, no_key);
+  if (more_of_key_follows() || (editor.pasting && takes_sequences())) return read_on(key, no_key);
   const int got = read_from_input(key);
-  if (got == 1 && *key == L'\033') return read_on(key, read_sequences(key));
+  if (got == 1 && *key == L'\033' && takes_sequences()) return read_on(key, read_sequences(key));
   keys.after_escape = false;
   return got;
 }

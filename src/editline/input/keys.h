@@ -27,8 +27,8 @@ int take_repeat_count();
 // After an Escape: whether it is the beginning of a key that has been read.
 bool more_of_key_follows();
 
-// For the start of a line: clears the repeat count, and drops what is left of a character that was
-// not read to its end.
+// For the start of a line: clears the repeat count, and drops what is left of a character or a
+// sequence that was not read to its end.
 void reset_keys();
 
 }  // namespace lineedit
