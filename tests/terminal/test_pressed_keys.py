@@ -274,6 +274,13 @@ def test_keys_complete_again_after_a_paste(start, end):
     assert shell.do("calls") == [["?", "x"]]
 
 
+def test_ctrl_c_in_a_paste_after_ctrl_v(start):
+    """A Ctrl-V takes the first one for text."""
+    shell = start()
+    press(shell, "a<ctrl-v><esc>[200~b", "<ctrl-c>", "<ctrl-c>")
+    assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-C pressed")
+
+
 def test_a_paste_goes_on_in_the_next_line(start):
     shell = start()
     shell.do(COMPLETER)

@@ -269,7 +269,10 @@ static int read_pasted_key(wchar_t *key) {
   return got;
 }
 
-static bool ends_line(wchar_t key) { return key == L'\n' || key == L'\r'; }
+// The ends of lines, and a Ctrl-C, which is no signal while a command waits for a key to quote.
+static bool is_key_in_paste(wchar_t character) {
+  return character == L'\n' || character == L'\r' || character == L'\003';
+}
 
 static void insert_pasted(wchar_t character) {
   const wchar_t characters[] = {character, L'\0'};
@@ -295,7 +298,7 @@ static void prepare_for_key() {
 
 // With what has been read, or `no_key`. Reads on until there is a key for the editor.
 [[gnu::noinline]] static int read_on(wchar_t *key, int got) {
-  while (got == no_key || (got == 1 && editor.pasting && !ends_line(*key))) {
+  while (got == no_key || (got == 1 && editor.pasting && !is_key_in_paste(*key))) {
     if (got == 1) insert_pasted(*key);
     prepare_for_key();
     got = editor.pasting ? read_pasted_key(key) : read_key_or_sequence(key);
