@@ -77,6 +77,7 @@ static bool set_up_editor() {
   if (terminal == nullptr) return false;
   lineedit::rl_instream = lineedit::rl_outstream = terminal;
   lineedit::rl_getc_function = give_key;
+  lineedit::rl_input_available_hook = [] { return 1; };
   if (lineedit::rl_initialize() != 0) return false;
   HistEvent event;
   return history(lineedit::get_history(), &event, H_FUNC, &hist_ctx, hist_first, hist_next,

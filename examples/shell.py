@@ -138,7 +138,7 @@ def no_terminal_monitor(device):
 
 
 def terminal_paste(device):
-    """For pasting a configuration that contains tabs or question marks."""
+    """For pasting tabs or question marks at a terminal that does not mark what is pasted."""
     Tavorin.keyBindingsEnabledIs(False)
 
 
@@ -154,6 +154,13 @@ def logout(device):
     Tavorin.keyBindingsEnabledIs(True)
     end(device)
     ask("\nThis is %s. Press Enter to start." % device.hostname)
+
+
+def mark_pastes(on):
+    """Have the terminal tell what is pasted, so that a tab or a question mark in it is text."""
+    if sys.stdout.isatty():
+        sys.stdout.write("\033[?2004h" if on else "\033[?2004l")
+        sys.stdout.flush()
 
 
 class CommandError(Exception):
@@ -343,9 +350,11 @@ def main():
     # Ctrl-Z never stops this shell.  In readline it raises KeyboardInterrupt; anywhere else it is
     # ignored, also at a question, because simpleReadline leaves signals to the shell.
     signal.signal(signal.SIGTSTP, signal.SIG_IGN)
+    mark_pastes(True)
     try:
         Device(log).serve()
     finally:
+        mark_pastes(False)
         log.remove()
 
 

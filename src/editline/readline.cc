@@ -13,6 +13,7 @@
 #include "editline/base/text.h"
 #include "editline/commands/bindings.h"
 #include "editline/commands/completion.h"
+#include "editline/commands/editing.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_search.h"
 #include "editline/commands/history_walk.h"
@@ -69,6 +70,7 @@ static void reset_for_line() {
   reset_keys();
   reset_place_in_history();
   end_text_search();
+  end_word_insertion();
   reset_search();
 }
 

@@ -168,6 +168,9 @@ static int next_key(FILE *) {
   return '\n';
 }
 
+// A pause before an action, and none otherwise.
+static int more_keys_come() { return input.at < input.end && *input.at != 0xff; }
+
 // --- Completion ----------------------------------------------------------------------------------
 
 static void edit_line(const char *text, int backspaces) {
@@ -233,6 +236,7 @@ static void set_up() {
   rl_instream = fdopen(terminal.slave, "r");
   rl_outstream = fdopen(dup(terminal.slave), "w");
   rl_getc_function = next_key;
+  rl_input_available_hook = more_keys_come;
   rl_attempted_completion_function = complete;
 }
 

@@ -25,6 +25,13 @@ _SEQUENCES = {
     "up": b"\x1b[A",
     "ctrl-left": b"\x1b[1;5D",
     "ctrl-right": b"\x1b[1;5C",
+    "alt-left": b"\x1b[1;3D",
+    "alt-right": b"\x1b[1;3C",
+    "shift-left": b"\x1b[1;2D",
+    "shift-right": b"\x1b[1;2C",
+    "page-up": b"\x1b[5~",
+    "page-down": b"\x1b[6~",
+    "f5": b"\x1b[15~",
 }
 
 _KEY_NAME = re.compile(r"<([^<>\s]+)>")

@@ -33,16 +33,18 @@ class Model:
     def kill(self, start, end):
         self.killed = self.delete(start, end)
 
-    def word_before(self):
-        position = self.cursor
+    def word_before(self, position=None):
+        if position is None:
+            position = self.cursor
         while position > 0 and not is_in_word(self.text[position - 1]):
             position -= 1
         while position > 0 and is_in_word(self.text[position - 1]):
             position -= 1
         return position
 
-    def word_after(self):
-        position = self.cursor
+    def word_after(self, position=None):
+        if position is None:
+            position = self.cursor
         while position < len(self.text) and not is_in_word(self.text[position]):
             position += 1
         while position < len(self.text) and is_in_word(self.text[position]):
@@ -78,6 +80,16 @@ class Model:
         before = self.text[self.cursor - 2:self.cursor]
         self.text = self.text[:self.cursor - 2] + before[::-1] + self.text[self.cursor:]
 
+    def transpose_words(self):
+        second = self.word_before(self.word_after())
+        first = self.word_before(second)
+        middle, end = self.word_after(first), self.word_after(second)
+        if middle <= second:
+            text = self.text
+            self.text = (text[:first] + text[second:end] + text[middle:second] +
+                         text[first:middle] + text[end:])
+            self.cursor = end
+
     def complete(self):
         self.go(len(self.text))
         self.insert("done ")
@@ -95,6 +107,10 @@ class Model:
         "<ctrl-left>": lambda self: self.go(self.word_before()),
         "<meta-f>": lambda self: self.go(self.word_after()),
         "<ctrl-right>": lambda self: self.go(self.word_after()),
+        "<alt-left>": lambda self: self.go(self.word_before()),
+        "<alt-right>": lambda self: self.go(self.word_after()),
+        "<shift-left>": lambda self: self.go(self.cursor - 1),
+        "<shift-right>": lambda self: self.go(self.cursor + 1),
         "<backspace>": backspace,
         "<ctrl-h>": backspace,
         "<delete>": delete_after,
@@ -104,9 +120,12 @@ class Model:
         "<ctrl-u>": lambda self: self.kill(0, len(self.text)),
         "<ctrl-y>": lambda self: self.insert(self.killed),
         "<ctrl-t>": transpose,
+        "<meta-t>": transpose_words,
         "<tab>": complete,
         "<up>": lambda self: None,
         "<down>": lambda self: None,
+        "<page-up>": lambda self: None,
+        "<f5>": lambda self: None,
     }
 
 

@@ -133,7 +133,7 @@ def test_paths_exist(document):
 @pytest.fixture
 def blocks():
     found = re.findall(r"^```python\n(.*?)^```$", text_of("docs/using.md"), re.M | re.S)
-    assert len(found) == 6, "each has a test below"
+    assert len(found) == 7, "each has a test below"
     return found
 
 
@@ -225,3 +225,14 @@ def test_the_settings_file_that_is_not_read(shell, blocks, shut_off, line):
     shell.begin_line()
     shell.type("ab<ctrl-o>c<enter>")
     assert shell.outcome() == Returned(line)
+
+
+def test_the_marks_of_a_paste(shell, blocks):
+    shell.do(blocks[6])
+    shell.do("mark_pastes(True)")
+    shell.wait_for_output(b"\x1b[?2004h")
+    shell.begin_line("a", "Tavorin.readline('> ', lambda *key: 'completed')")
+    shell.paste(b"\x1b[200~\t?\x1b[201~\r")
+    assert shell.outcome() == Returned("a\t?")
+    shell.do("mark_pastes(False)")
+    shell.wait_for_output(b"\x1b[?2004l")

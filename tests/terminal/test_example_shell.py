@@ -122,6 +122,17 @@ def test_a_session_from_start_to_end(start, tmp_path):
     shell.assert_settings_as_before()
 
 
+def test_a_paste(start):
+    """Its question marks and tabs are text, in all of its lines."""
+    shell = start()
+    assert b"\x1b[?2004h" in shell.output
+    shell.paste(b"\x1b[200~configure\rhostname r?1\rinterface\teth0\rdesc wh\x1b[201~")
+    shell.wait_for_cursor_row("r?1(config-eth0)# desc wh")
+    shell.type("y<enter>")
+    leave(shell)
+    assert shell.output.rstrip().endswith(b"\x1b[?2004l")
+
+
 COMPLETIONS = [
     # name, keys, the line that then stands
     ("a unique word is completed", "conf<tab>", "configure "),

@@ -63,7 +63,9 @@ EDITING = [key_bytes(keys) for keys in (
     "<meta-backspace>", "<esc>", "<esc>[", "<esc>O", "<esc>[1;", "<esc>[1;5", "<esc>[3",
     "<ctrl-r>show<esc>", "<ctrl-r>x<ctrl-r><ctrl-r>", "<ctrl-r>ne<ctrl-w><ctrl-g>",
     "<ctrl-r>q<backspace><enter>", "<ctrl-r><ctrl-w>", "<ctrl-r><ctrl-r>", "<ctrl-s>a<ctrl-q>",
-    "<ctrl-@><ctrl-a><meta-w><ctrl-y>", "<up><up><up><down>",
+    "<ctrl-@><ctrl-a><meta-w><ctrl-y>", "<up><up><up><down>", "<page-up>", "<page-down>", "<f5>",
+    "<alt-left>", "<alt-right>", "<shift-left>", "<shift-right>", "<meta-t>", "<meta-.>",
+    "<esc>[200~", "<esc>[201~", "<esc>[200~a?<tab><esc>[201~", "<esc>[1;99999999999999999999C",
 )]
 
 # The driver's own: interrupt, suspend, quit, end of file, stop and start, quote, reprint, erase a

@@ -200,7 +200,9 @@ LAYER_TEST(Search, AnyOtherKeyEndsItAndDoesWhatItDoes) {
   record({"show one"});
   EXPECT_EQ(read_line({search_older "one\001|\n"}), "|show one");
   EXPECT_EQ(read_line({search_older "one\013\n"}), "show ");
-  EXPECT_EQ(read_line({search_older "one\033[C|\n"}), "show [C|one");
+  EXPECT_EQ(read_line({search_older "one\033[C|\n"}), "show o|ne");
+  // Escape alone.
+  EXPECT_EQ(read_line({search_older "one\033", "[C|\n"}), "show [C|one");
 }
 
 LAYER_TEST(Search, TheLatestPatternIsSearchedForAgain) {

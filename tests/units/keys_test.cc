@@ -158,6 +158,49 @@ LAYER_TEST(Keys, OfHalfACharacterAreGoneAfterAJumpOutOfTheRead) {
   EXPECT_EQ(read_line({"\251b\n"}), "\251b");
 }
 
+// --- Escape sequences and pastes -----------------------------------------------------------------
+
+// The terminal tests have the table of them. Here the parts of a key come with a pause in between.
+LAYER_TEST(Sequences, MayComeInParts) {
+  EXPECT_EQ(read_line({"ab\033", "[D|\n"}), "a|b");
+  EXPECT_EQ(read_line({"ab\033[", "15", "~|\n"}), "ab|");
+}
+
+LAYER_TEST(Sequences, OfAnyLengthEnd) {
+  EXPECT_EQ(read_line({"ab\033[" + repeated("1;", 10000) + "C|\n"}), "ab|");
+  EXPECT_EQ(read_line({"ab" + repeated("\033", 10000) + "[D|\n"}), "|ab");
+  EXPECT_EQ(read_line({"ab" + repeated("\033[1", 10000) + "|\n"}), "ab");
+}
+
+LAYER_TEST(Sequences, TheEndOfInputInOne) {
+  for (const char *keys : {"ab\033[1", "ab\033[", "ab\033O", "ab\033", "ab\033\033"})
+    EXPECT_EQ(read_line({keys}), std::nullopt);
+  EXPECT_EQ(read_line({"[Dx\n"}), "[Dx");
+}
+
+LAYER_TEST(Paste, EndsWithAPauseIfItsMarkIsLost) {
+  EXPECT_EQ(read_line({"a\033[200~b\177\n"}), "ab");
+  EXPECT_EQ(read_line({"c\177", [] { usleep(1100000); }, "d\177e\n"}), "ce");
+}
+
+LAYER_TEST(Paste, ItsEndMayComeInParts) {
+  EXPECT_EQ(read_line({"\033[200~a?\033", "[201~b\177\n"}), "a?");
+}
+
+// The bulk-input guard can switch editing off between two lines of a paste.
+LAYER_TEST(Paste, IsReadAsItIsWhileEditingIsOff) {
+  ASSERT_EQ(rl_initialize(), 0);
+  set_editing(false);
+  editor.terminal_is_raw = editor.pasting = true;
+  EXPECT_EQ(keys_from("a\t\033[201~"), (Keys{L'a', L'\t', L'\033', L'[', L'2', L'0', L'1', L'~'}));
+}
+
+// Here no key is a Meta key, and what is typed otherwise needs Ctrl-V.
+LAYER_TEST(Paste, IsTextInTheCLocale) {
+  setlocale(LC_ALL, "C");
+  EXPECT_EQ(read_line({"\033[200~ä\370\033[201~\n"}), "ä\370");
+}
+
 // --- The end of input ----------------------------------------------------------------------------
 
 LAYER_TEST(OwnReader, CtrlDIsTheEndOfInput) { EXPECT_EQ(type_at_prompt("\004"), std::nullopt); }

@@ -62,6 +62,7 @@ static void set_signals_to_default() {
   rl_instream = terminal.in;
   rl_outstream = terminal.out;
   rl_getc_function = next_scripted_key;
+  rl_input_available_hook = step_goes_on;
   if (ready) body();
   exit(testing::Test::HasFailure() ? 1 : 0);
 }
@@ -148,6 +149,10 @@ int next_scripted_key(FILE *) {
     if (step.action) step.action();
   }
   return -1;
+}
+
+int step_goes_on() {
+  return script.step < script.steps.size() && script.key < script.steps[script.step].keys.size();
 }
 
 std::optional<std::string> read_next_line(const char *prompt) {

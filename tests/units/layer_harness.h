@@ -35,7 +35,7 @@ pid_t start_background_child(void (*child)());
 
 // --- Scripted keys -------------------------------------------------------------------------------
 
-// Keys to type, or something to do where the editor waits for a key.
+// Keys that arrive together, or something to do where the editor waits for a key.
 struct Step {
   Step(const char *bytes) : keys(bytes) {}
   Step(std::string bytes) : keys(std::move(bytes)) {}
@@ -51,6 +51,7 @@ void set_script(std::vector<Step> steps);
 std::string unread_keys();
 // The character-input hook that takes its keys from the script.
 int next_scripted_key(FILE *stream);
+int step_goes_on();
 
 // Sets the script and reads a line; no value if readline returned null.
 std::optional<std::string> read_line(std::vector<Step> steps);

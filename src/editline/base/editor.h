@@ -17,6 +17,8 @@ struct Editor {
   bool terminal_is_raw;
   // The bulk-input guard is armed.
   bool tty_overflow_fix;
+  // What is read is the text of a paste, between its marks. Lasts from line to line.
+  bool pasting;
   // Set while a command reads keys in its own loop: ends the command's display before a signal is
   // acted on. Otherwise null.
   void (*leave_command)();

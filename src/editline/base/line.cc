@@ -70,11 +70,13 @@ void accept_line_length() {
   edited.longest = std::max(edited.longest, edited.length);
 }
 
+bool line_may_have(size_t length) { return length <= std::max(longest_by_keys, edited.longest); }
+
 bool line_is_overgrown() {
   const size_t length = static_cast<size_t>(line_length());
   if (length <= edited.length + 1)
     accept_line_length();
-  else if (length > std::max(longest_by_keys, edited.longest))
+  else if (!line_may_have(length))
     return true;
   edited.length = length;
   return false;

@@ -27,6 +27,8 @@ void publish_line();
 // repeat count, a yank, a macro or the like, a line may grow to 10000 characters, or to the length
 // of the longest line that was typed, pasted, completed or recalled; by those it may grow further.
 bool line_is_overgrown();
+// Whether a key may make a line of this length.
+bool line_may_have(size_t length);
 // To be called when a completion of libedit's own has changed the line; the functions above call it
 // themselves.
 void accept_line_length();

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 
 namespace lineedit {
 
@@ -81,6 +82,11 @@ void decode_text(LineText *text, const char *bytes) {
 bool same_text(const LineText *one, const LineText *other) {
   return one->length == other->length &&
          wmemcmp(one->characters, other->characters, one->length) == 0;
+}
+
+bool is_in_word(wchar_t character) {
+  return iswalnum(static_cast<wint_t>(character)) != 0 ||
+         wcschr(L"*?_-.[]~=", character) != nullptr;
 }
 
 size_t encoded_size(size_t length) { return length * MB_CUR_MAX + 1; }

@@ -31,6 +31,9 @@ void wipe_text(LineText *text);
 void wipe_bytes(char **bytes);
 bool same_text(const LineText *one, const LineText *other);
 
+// By libedit's idea of a word.
+bool is_in_word(wchar_t character);
+
 // Writes `length` characters in the current locale's encoding, and a NUL, to `bytes`, which must
 // have room for encoded_size(length). Returns the number of bytes before the NUL. A character that
 // the locale lacks becomes '?'.

@@ -7,6 +7,7 @@ FILE *rl_instream;
 FILE *rl_outstream;
 const char *rl_readline_name = "";
 rl_getc_func_t *rl_getc_function;
+rl_input_available_func_t *rl_input_available_hook;
 char *rl_line_buffer;
 int rl_point;
 int rl_end;

@@ -15,6 +15,8 @@ using rl_completion_func_t = char **(const char *text, int start, int end);
 // The character-input hook. It returns one byte as a signed char widened to int, or -1 at the end
 // of input.
 using rl_getc_func_t = int(FILE *stream);
+// Returns non-zero if the character-input hook has a byte at once.
+using rl_input_available_func_t = int();
 
 // One key of a keymap. This editor binds nothing through keymaps; the types are for code that also
 // supports editors that do.
@@ -33,6 +35,8 @@ extern FILE *rl_outstream;
 extern const char *rl_readline_name;
 // The source of bytes, from which the layer makes characters. Null means the layer's own reader.
 extern rl_getc_func_t *rl_getc_function;
+// For a source other than rl_instream. Null means that the terminal of that is asked.
+extern rl_input_available_func_t *rl_input_available_hook;
 // The line being edited, as bytes in the current locale, NUL-terminated. Owned by the layer, valid
 // until the next call that publishes the line. Never null after rl_initialize.
 extern char *rl_line_buffer;

@@ -40,8 +40,12 @@ static const struct {
     {L"rl_clear_screen", L"Clear the screen, except for the line", clear_screen},
     {L"rl_tstp", L"Send the suspend signal", suspend},
     {L"rl_transpose_chars", L"Exchange two characters", transpose_characters},
+    {L"rl_transpose_words", L"Exchange two words", transpose_words},
+    {L"rl_insert_last_word", L"Insert the last word of an older line", insert_last_word},
     {L"rl_prev_history", L"Go to the next older line", go_to_older_line},
     {L"rl_next_history", L"Go to the next newer line", go_to_newer_line},
+    {L"rl_oldest_history", L"Go to the oldest line", go_to_oldest_line},
+    {L"rl_newest_history", L"Go back to the line being typed", go_to_newest_line},
     {L"rl_search_prev_history", L"Go to the next older line with the text before the cursor in it",
      go_to_older_match},
     {L"rl_search_next_history", L"Go to the next newer line with the text before the cursor in it",
@@ -90,19 +94,26 @@ static const Binding bindings[] = {
     {"^N", "rl_next_history"},
     {"\\e[B", "rl_next_history"},
     {"\\eOB", "rl_next_history"},
+    // Page Up and Page Down.
+    {"\\e[5~", "rl_oldest_history"},
+    {"\\e[6~", "rl_newest_history"},
     // Meta-p and Meta-n, also with a capital letter.
     {"\\ep", "rl_search_prev_history"},
     {"\\eP", "rl_search_prev_history"},
     {"\\en", "rl_search_next_history"},
     {"\\eN", "rl_search_next_history"},
+    // Words.
+    {"\\et", "rl_transpose_words"},
+    {"\\eT", "rl_transpose_words"},
+    {"\\e.", "rl_insert_last_word"},
 };
 
 // The same keys with the eighth bit set, where bytes above 127 are Meta keys.
 static const Binding meta_byte_bindings[] = {
-    {"\\360", "rl_search_prev_history"},
-    {"\\320", "rl_search_prev_history"},
-    {"\\356", "rl_search_next_history"},
-    {"\\316", "rl_search_next_history"},
+    {"\\360", "rl_search_prev_history"}, {"\\320", "rl_search_prev_history"},
+    {"\\356", "rl_search_next_history"}, {"\\316", "rl_search_next_history"},
+    {"\\364", "rl_transpose_words"},     {"\\324", "rl_transpose_words"},
+    {"\\256", "rl_insert_last_word"},
 };
 
 // Emacs keys that are unbound because they crash libedit 3.1-20221030.

@@ -10,8 +10,6 @@
 // line is the line found, with the pattern in a row below it.
 #include "editline/commands/history_search.h"
 
-#include <sys/ioctl.h>
-
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
@@ -21,10 +19,10 @@
 #include "editline/base/editor.h"
 #include "editline/base/line.h"
 #include "editline/base/locale.h"
-#include "editline/base/streams.h"
 #include "editline/base/variables.h"
 #include "editline/commands/history_place.h"
 #include "editline/commands/history_walk.h"
+#include "editline/input/keys.h"
 
 namespace lineedit {
 
@@ -223,12 +221,6 @@ static bool extend_search(wchar_t character) {
   return note_result(find(static_cast<long>(current()->cursor)));
 }
 
-// By libedit's idea of a word.
-static bool is_in_word(wchar_t character) {
-  return iswalnum(static_cast<wint_t>(character)) != 0 ||
-         wcschr(L"*?_-.[]~=", character) != nullptr;
-}
-
 static bool extend_search_by_word() {
   if (current()->failed || !add_state()) return false;
   const wchar_t *at = search.line.characters + current()->cursor + current()->length;
@@ -283,11 +275,6 @@ static bool undo_search_step() {
   return true;
 }
 
-static bool more_has_been_typed() {
-  int waiting = 0;
-  return ioctl(input_descriptor(), FIONREAD, &waiting) == 0 && waiting > 0;
-}
-
 // Ends the search and has the editor read these keys next, after anything that is left of a user's
 // macro. A Ctrl-@ cannot be pushed back.
 static unsigned char end_search_with(EditLine *el, const wchar_t *keys) {
@@ -299,7 +286,7 @@ static unsigned char end_search_with(EditLine *el, const wchar_t *keys) {
 // begins with Escape, ends the search and then does its usual work.
 static unsigned char end_search_at_escape(EditLine *el) {
   wchar_t keys[] = {L'\033', L'\0', L'\0'};
-  if (!more_has_been_typed() || el_wgetc(el, &keys[1]) != 1) return end_search();
+  if (!more_of_key_follows() || el_wgetc(el, &keys[1]) != 1) return end_search();
   const bool begins_key = keys[1] == L'[' || keys[1] == L'O';
   return end_search_with(el, begins_key ? keys : keys + 1);
 }

@@ -59,6 +59,18 @@ static unsigned char step(bool older) {
 unsigned char go_to_older_line(EditLine *, wint_t) { return step(true); }
 unsigned char go_to_newer_line(EditLine *, wint_t) { return step(false); }
 
+static unsigned char step_to_end(bool older) {
+  save_typed_line();
+  end_text_search();
+  if (!step_in_history(older)) return CC_ERROR;
+  while (step_in_history(older)) continue;
+  show_line_at_place();
+  return CC_REFRESH;
+}
+
+unsigned char go_to_oldest_line(EditLine *, wint_t) { return step_to_end(true); }
+unsigned char go_to_newest_line(EditLine *, wint_t) { return step_to_end(false); }
+
 unsigned char go_to_line_number(EditLine *, wint_t) {
   const int number = take_repeat_count();
   const int start = lines_back();

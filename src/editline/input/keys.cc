@@ -3,12 +3,14 @@
 // decoded here.
 #include "editline/input/keys.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <cwchar>
 
 #include "editline/base/editor.h"
@@ -16,6 +18,7 @@
 #include "editline/base/streams.h"
 #include "editline/base/text.h"
 #include "editline/base/variables.h"
+#include "editline/input/sequences.h"
 #include "editline/input/wait.h"
 #include "editline/screen/drawing.h"
 
@@ -34,7 +37,22 @@ static struct {
   bool ended;
   int end;
   int end_errno;
+  // What follows an Escape that has been returned, and how much of it has been returned, too.
+  Sequence rest;
+  size_t rest_returned;
+  // The key before was an Escape with nothing behind it, for the editor and not for a search.
+  bool after_escape;
 } keys;
+
+// What a terminal sends for one key arrives within this time, also on a slow line. Whoever types
+// Escape and then another key takes longer.
+static constexpr int escape_ms = 50;
+
+// The text of a paste arrives without longer pauses.
+static constexpr long paste_ms = 1000;
+
+// What has been read was nothing for the editor.
+static constexpr int no_key = 2;
 
 // --- Bytes ---------------------------------------------------------------------------------------
 
@@ -113,7 +131,8 @@ static bool decodes_input() {
   return rl_getc_function == nullptr || (editor.has_terminal && editing_is_on());
 }
 
-static int read_from_input(wchar_t *character) {
+// Inline, because it runs for every key; elsewhere read_next_character is enough.
+[[gnu::always_inline]] static inline int read_from_input(wchar_t *character) {
   int byte;
   if (keys.pending_count > 0 || keys.ended) return read_character(character);
   const int got = next_byte(&byte);
@@ -124,25 +143,178 @@ static int read_from_input(wchar_t *character) {
   return read_character(character);
 }
 
+[[gnu::noinline]] static int read_next_character(wchar_t *character) {
+  return read_from_input(character);
+}
+
+// --- Escape sequences ----------------------------------------------------------------------------
+
+// The bulk-input guard has the terminal raw, too, but does not edit.
+static bool takes_sequences() { return editor.terminal_is_raw && editing_is_on(); }
+
+bool more_of_key_follows() { return keys.rest_returned < keys.rest.length; }
+
+// In a paste an Escape can only begin a sequence.
+static bool follows_at_once() {
+  if (keys.pending_count > 0 || editor.pasting) return true;
+  if (rl_getc_function != nullptr && rl_input_available_hook != nullptr)
+    return rl_input_available_hook() != 0;
+  struct pollfd entry = {input_descriptor(), POLLIN, 0};
+  return poll(&entry, 1, escape_ms) == 1;
+}
+
+// Returns the Escape with which these characters begin. The rest of them are the next keys.
+static int return_escape(const Sequence *characters, wchar_t *key) {
+  keys.rest = *characters;
+  keys.rest_returned = 1;
+  *key = L'\033';
+  return 1;
+}
+
+// In vi's command mode, libedit 3.1-20221030 would take the key after an Escape for a part of it.
+static int return_lone_escape(Sequence *escapes, wchar_t *key) {
+  const bool is_second = keys.after_escape && uses_vi_keys();
+  if (uses_vi_keys()) escapes->length = 1;
+  keys.after_escape = editor.leave_command == nullptr;
+  return is_second ? no_key : return_escape(escapes, key);
+}
+
+static void begin_paste() {
+  editor.pasting = true;
+  if (editor.leave_command != nullptr) editor.leave_command();
+}
+
+static int return_sequence(Sequence *sequence, wchar_t *key) {
+  if (sequence_is(sequence, L"\033[200~"))
+    begin_paste();
+  else if (sequence_is(sequence, L"\033[201~"))
+    editor.pasting = false;
+  else if (!editor.pasting && find_bound_sequence(sequence))
+    return return_escape(sequence, key);
+  return no_key;
+}
+
+// Reads the rest of a sequence of which the beginning, up to [ or O, has been read. A character
+// that is no part of it ends it, too, and is in `*key` then, for the caller.
+static int read_sequence(Sequence *sequence, wchar_t *key, bool *broken_off) {
+  SequencePart part = SequencePart::inner;
+  while (part == SequencePart::inner) {
+    const int got = read_next_character(key);
+    if (got != 1) return got;
+    part = part_of_sequence(sequence, *key);
+    if (part != SequencePart::none) add_to_sequence(sequence, *key);
+  }
+  *broken_off = part == SequencePart::none;
+  return *broken_off ? 1 : return_sequence(sequence, key);
+}
+
+// Reads what follows an Escape at once, and returns the first key of that: the Escape, unless it
+// began a sequence that means nothing.
+static int read_after_escape(wchar_t *key, bool *broken_off) {
+  Sequence sequence = {};
+  while (*key == L'\033') {
+    if (sequence.length < 2) add_to_sequence(&sequence, *key);
+    if (!follows_at_once()) return return_lone_escape(&sequence, key);
+    const int got = read_next_character(key);
+    if (got == 1) continue;
+    note_end(got);
+    return return_escape(&sequence, key);
+  }
+  const bool begins_sequence = *key == L'[' || *key == L'O';
+  if (!begins_sequence && keys.after_escape && uses_vi_keys()) return 1;
+  if (!begins_sequence && uses_vi_keys()) sequence.length = 1;
+  add_to_sequence(&sequence, *key);
+  return begins_sequence ? read_sequence(&sequence, key, broken_off)
+                         : return_escape(&sequence, key);
+}
+
+// With an Escape in `*key`. Returns as read does, or `no_key`.
+static int read_sequences(wchar_t *key) {
+  int got = 1;
+  bool looks = true;
+  while (looks && got == 1 && *key == L'\033') {
+    looks = false;
+    got = read_after_escape(key, &looks);
+  }
+  return got;
+}
+
+static int read_key_or_sequence(wchar_t *key) {
+  if (more_of_key_follows()) {
+    *key = keys.rest.characters[keys.rest_returned++];
+    return 1;
+  }
+  const int got = read_next_character(key);
+  if (got == 1 && *key == L'\033') return read_sequences(key);
+  keys.after_escape = false;
+  return got;
+}
+
+// --- Pastes --------------------------------------------------------------------------------------
+
+static long milliseconds() {
+  struct timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
+
+// The mark of the end is lost if a Ctrl-C dropped it while no line was read. So after a pause keys
+// are keys again.
+static int read_pasted_key(wchar_t *key) {
+  const long start = milliseconds();
+  const int got = read_key_or_sequence(key);
+  if (milliseconds() - start >= paste_ms) editor.pasting = false;
+  return got;
+}
+
+// The ends of lines, and a Ctrl-C, which is no signal while a command waits for a key to quote.
+static bool is_key_in_paste(wchar_t character) {
+  return character == L'\n' || character == L'\r' || character == L'\003';
+}
+
+static void insert_pasted(wchar_t character) {
+  const wchar_t characters[] = {character, L'\0'};
+  const bool is_control = (character >= 0 && character < L' ') || character == L'\177';
+  if (!is_control || character == L'\t') insert_at_cursor(characters);
+}
+
 // --- The reading function ------------------------------------------------------------------------
 
-static int read_key(EditLine *, wchar_t *key) {
+static void prepare_for_key() {
   if (line_is_drawn() && line_is_overgrown()) return_to_drawn_line();
   keep_line_in_bounds();
   update_drawing();
   keys.repeat = 0;
-  return read_from_input(key);
+}
+
+// With what has been read, or `no_key`. Reads on until there is a key for the editor.
+[[gnu::noinline]] static int read_on(wchar_t *key, int got) {
+  while (got == no_key || (got == 1 && editor.pasting && !is_key_in_paste(*key))) {
+    if (got == 1) insert_pasted(*key);
+    prepare_for_key();
+    got = editor.pasting ? read_pasted_key(key) : read_key_or_sequence(key);
+  }
+  return got;
+}
+
+static int read_key(EditLine *, wchar_t *key) {
+  prepare_for_key();
+  if (more_of_key_follows() || (editor.pasting && takes_sequences())) return read_on(key, no_key);
+  const int got = read_from_input(key);
+  if (got == 1 && *key == L'\033' && takes_sequences()) return read_on(key, read_sequences(key));
+  keys.after_escape = false;
+  return got;
 }
 
 el_rfunc_t key_reader() { return read_key; }
 
-static int no_key(EditLine *, wchar_t *) { return 0; }
+static int end_of_keys(EditLine *, wchar_t *) { return 0; }
 
 void drop_pushed_keys() {
   el_rfunc_t reader;
   wchar_t key;
   el_get(editor.el, EL_GETCFN, &reader);
-  el_set(editor.el, EL_GETCFN, no_key);
+  el_set(editor.el, EL_GETCFN, end_of_keys);
   while (el_wgetc(editor.el, &key) == 1) continue;
   el_set(editor.el, EL_GETCFN, reader);
 }
@@ -160,6 +332,9 @@ void reset_keys() {
   explicit_bzero(keys.pending, sizeof keys.pending);
   keys.pending_count = 0;
   keys.ended = false;
+  explicit_bzero(&keys.rest, sizeof keys.rest);
+  keys.rest_returned = 0;
+  keys.after_escape = false;
 }
 
 }  // namespace lineedit

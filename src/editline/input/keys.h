@@ -9,6 +9,9 @@ namespace lineedit {
 // layer's own reader, and returns characters of the locale. A byte that is not part of one becomes
 // a negative character, which encode_line turns back into the byte. While editing is off, each of a
 // hook's bytes above 127 does. Commands that read keys themselves call it through el_wgetc.
+//
+// At a terminal, a sequence that begins with Escape is read as a whole, and left out if it means
+// nothing. The text of a paste between its marks goes into the line, without the editor's commands.
 el_rfunc_t key_reader();
 
 // Drops what is left of the keys that were pushed back: they are not for the next line.
@@ -21,8 +24,11 @@ void set_repeat_count(int count);
 // libedit does not pass counts to the layer's commands.
 int take_repeat_count();
 
-// For the start of a line: clears the repeat count, and drops what is left of a character that was
-// not read to its end.
+// After an Escape: whether it is the beginning of a key that has been read.
+bool more_of_key_follows();
+
+// For the start of a line: clears the repeat count, and drops what is left of a character or a
+// sequence that was not read to its end.
 void reset_keys();
 
 }  // namespace lineedit

@@ -188,6 +188,8 @@ static void act_on_interruption(int signo) {
     editor.leave_command();
     update_drawing();
   }
+  // Ctrl-C drops the rest of a paste.
+  editor.pasting = false;
   make_terminal_cooked();
   run_found_disposition(signo);
   make_terminal_raw();
