@@ -36,7 +36,7 @@ readonly BENCH_LIBRARIES=(libreadline-dev libbenchmark-dev)
 # instructions. The benchmarks are compiled, too.
 readonly TEST_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-14-dev libgtest-dev libgmock-dev
   "${BENCH_LIBRARIES[@]}" python3 python3-pytest python3-pyte
-  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file valgrind)
+  locales ncurses-bin ncurses-base ncurses-term dpkg-dev file tmux valgrind)
 
 # What measuring needs besides: what the module is compared with, and what counts
 # system calls and instructions.

@@ -16,6 +16,26 @@ class Screen(pyte.Screen):
     # Where the latest character has left the cursor.  A mark joins that character.
     _behind_latest = None
 
+    def resize(self, lines=None, columns=None):
+        """As an xterm does it: rows are cut off or filled up at the right, not wrapped anew.  Rows
+        go at the bottom, and at the top only as many as the cursor needs.  pyte takes all from the
+        top."""
+        lines, columns = lines or self.lines, columns or self.columns
+        for _ in range(max(0, self.cursor.y + 1 - lines)):
+            kept = [self.buffer.get(number + 1) for number in range(self.lines - 1)]
+            self.buffer.clear()
+            self.buffer.update((number, row) for number, row in enumerate(kept) if row is not None)
+            self.cursor.y -= 1
+        for number in [number for number in self.buffer if number >= lines]:
+            del self.buffer[number]
+        for row in self.buffer.values():
+            for cell in [cell for cell in row if cell >= columns]:
+                del row[cell]
+        self.lines, self.columns = lines, columns
+        self.cursor.x = min(self.cursor.x, columns - 1)
+        self.set_margins()
+        self.dirty.update(range(lines))
+
     def draw(self, data):
         for character in data.translate(self.g1_charset if self.charset else self.g0_charset):
             if width(character) > 0:

@@ -91,9 +91,34 @@ def test_a_line_made_shorter_where_nothing_can_be_cleared(terminal):
     shell.do("answer, output, program = '\\b\\b', '', ''")
     shell.begin_line(call="Tavorin.readline('> ', completer)")
     shell.type("abcd<tab>")
-    Wrapped("> ab", COLUMNS).wait(shell, above=["> abcd"])
+    Wrapped("> ab", COLUMNS).wait(shell)
     shell.type("<enter>")
     assert shell.outcome() == Returned("ab")
+
+
+@pytest.mark.parametrize("term, output, rows", [
+    ("xterm", "\\nHELP", ["HELP"]),
+    ("xterm", "\\nHELP\\n", ["HELP"]),
+    ("xterm", "\\n" + "x" * COLUMNS, ["x" * COLUMNS]),
+    ("xterm", "\\n" + "x" * COLUMNS + "\\n", ["x" * COLUMNS]),
+    ("xterm", "\\n" + "x" * (COLUMNS + 1), ["x" * COLUMNS, "x"]),
+    ("xterm", "\\n" + "x" * (COLUMNS - 1), ["x" * (COLUMNS - 1)]),
+    ("xterm", "\\n\\nHELP\\n\\n", ["", "HELP", ""]),
+    ("dumb", "\\nHELP", ["HELP"]),
+    ("dumb", "\\nHELP\\n", ["HELP"]),
+])
+@pytest.mark.parametrize("line", ["ab", "x" * 30])
+def test_what_was_written_stands_above_the_prompt(terminal, term, line, output, rows):
+    """Also a row without its end; a row with its end gets no empty one behind it."""
+    shell = terminal(columns=COLUMNS, rows=16, term=term)
+    shell.do(COMPLETER)
+    shell.do("answer, output, program = None, '%s', ''" % output)
+    shell.ask("Tavorin.readline('> ', completer)")
+    shell.wait_for_prompt()
+    shell.type(line + "<tab>")
+    Wrapped("> " + line, COLUMNS).wait(shell, above=Wrapped("> " + line, COLUMNS).rows + rows)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned(line)
 
 
 @pytest.mark.parametrize("answer", [None, ""])

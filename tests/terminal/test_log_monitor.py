@@ -113,9 +113,27 @@ def test_without_being_asked_a_message_under_several_rows_stays(watched, keys):
     line.wait(shell)
     monitor.send((1, 2))
     shell.next_report("log")
-    shell.wait_for_cursor(3, 4)
     for number, row in enumerate(line.rows + ["news", ""]):
         shell.wait_for_row(number, row)
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("x" * 50)
+
+
+@pytest.mark.parametrize("result", ["None", "0", "-1"])
+@pytest.mark.parametrize("keys", ["", "<ctrl-a>", "<left>" * 20])
+def test_a_status_row_moves_no_cursor(watched, keys, result):
+    """A function that saves and restores the cursor leaves it where it was."""
+    shell, monitor = watched(
+        callback=r"lambda first, second: (sys.stdout.write('\0337\033[24H%%s\0338' %% first), "
+                 "sys.stdout.flush(), %s)[-1]" % result, columns=20)
+    read(shell)
+    line = Wrapped("> " + "x" * 50, 20, {"": None, "<ctrl-a>": 2}.get(keys, 32))
+    shell.type("x" * 50 + keys)
+    line.wait(shell)
+    for number in (1, 2):
+        monitor.send((number, 0))
+        shell.wait_for_row(23, str(number))
+        shell.wait_for_cursor(*line.cursor)
     shell.type("<enter>")
     assert shell.outcome() == Returned("x" * 50)
 

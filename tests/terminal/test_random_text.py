@@ -123,7 +123,7 @@ def test_the_line_that_comes_back(start):
         shell.forget()
 
 
-@pytest.mark.parametrize("columns", [13, 20, 80])
+@pytest.mark.parametrize("columns", [13, 20, 21, 80])
 def test_what_the_screen_shows_meanwhile(start, columns):
     def check(prompt, model):
         Wrapped(prompt + model.text, columns, len(prompt) + model.cursor,

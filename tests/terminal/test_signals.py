@@ -8,6 +8,7 @@ import pytest
 from harness import Raised, Returned
 from monitor import ScriptedMonitor
 from processes import processor_seconds
+from screen import Wrapped
 
 READ_CALLS = ["Tavorin.readline('> ')", "Tavorin.simpleReadline('> ')"]
 
@@ -485,3 +486,42 @@ class TestDefaultActionsInACompletion:
         shell.type("<ctrl-z>")
         assert shell.outcome() == Raised("KeyboardInterrupt", "Ctrl-Z pressed")
         shell.assert_settings_as_before()
+
+
+@pytest.mark.parametrize("keys", ["", "<ctrl-a>", "<left>" * 30])
+@pytest.mark.parametrize("end", ["<ctrl-c>", "<ctrl-z>", "SIGINT"])
+def test_a_line_of_several_rows_stays_whole(terminal, keys, end):
+    """What follows stands behind it, and what begins with a line end below it."""
+    shell = terminal(columns=20)
+    shell.do("def read():\n"
+             "    try: Tavorin.readline('> ')\n"
+             "    except KeyboardInterrupt: os.write(1, '!\\nbelow')")
+    line = Wrapped("> " + "x" * 50, 20)
+    shell.ask("read()")
+    shell.wait_for_prompt()
+    shell.type("x" * 50 + keys)
+    shell.wait_until(shell.has_taken_all_keys, "the keys to be taken")
+    if end == "SIGINT":
+        shell.signal(signal.SIGINT)
+    else:
+        shell.type(end)
+    shell.outcome()
+    for number, row in enumerate(line.rows[:-1] + [line.rows[-1] + "!", "below", ""]):
+        shell.wait_for_row(number, row)
+
+
+@pytest.mark.parametrize("keys", ["", "<ctrl-a>"])
+def test_continued_where_nothing_has_changed_a_line_stays_in_its_place(terminal, keys):
+    shell = terminal(columns=20)
+    shell.do("print 'earlier'")
+    shell.ask("Tavorin.readline('> ')")
+    shell.wait_for_prompt()
+    line = Wrapped("> " + "x" * 50, 20, 2 if keys else None)
+    shell.type("x" * 50 + keys)
+    line.wait(shell, above=["earlier"])
+    drawn = len(shell.output)
+    shell.signal(signal.SIGCONT)
+    shell.wait_until(lambda: len(shell.output) > drawn, "the line to be drawn again")
+    line.wait(shell, above=["earlier"])
+    shell.type("<enter>")
+    assert shell.outcome() == Returned("x" * 50)

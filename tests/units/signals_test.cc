@@ -408,6 +408,7 @@ using Size = std::pair<int, int>;
 static void change_size(int rows, int columns) {
   pty_set_size(&terminal, rows, columns);
   wait_for_signal();
+  wait_with_input();
 }
 
 LAYER_TEST(SizeChange, IsTakenInMidLineAsOftenAsItComes) {

@@ -171,7 +171,7 @@ bool make_terminal_raw() {
 }
 
 void restore_raw_terminal() {
-  if (!editor.terminal_is_raw || terminal_is_raw(input_descriptor())) return;
+  if (!editor.terminal_is_raw) return;
   make_terminal_cooked();
   make_terminal_raw();
 }

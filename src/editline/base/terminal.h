@@ -68,8 +68,7 @@ void restore_terminal();
 void lend_terminal();
 void take_terminal_back();
 
-// After a stop of the process: makes the terminal raw again. If it still is, it is not switched,
-// since keys may be arriving and must not find it cooked.
+// After a stop of the process: makes the terminal raw again, if the editor believes that it is.
 void restore_raw_terminal();
 
 }  // namespace lineedit

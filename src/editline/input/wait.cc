@@ -38,7 +38,16 @@ static struct {
   // it has to wait, so it would miss signals for as long as keys keep coming. Kept from line to
   // line; -1 if there is none.
   int arrivals;
-} waiting = {false, {}, {}, {}, -1};
+  // There may be a new size.
+  bool resized;
+  // The terminal was given back to others, who may have moved its cursor.
+  bool was_away;
+} waiting = {false, {}, {}, {}, -1, false, false};
+
+// While a window is dragged, a terminal may already have another size than the kernel tells, for up
+// to a quarter of a second in tmux. What is drawn meanwhile lands on other rows than it is meant
+// for.
+static constexpr struct timespec settling_time = {0, 300'000'000};
 
 // --- Noticing signals ----------------------------------------------------------------------------
 
@@ -137,6 +146,7 @@ bool block_signals(const sigset_t *admitted) {
     if (sigismember(admitted, signo) == 1) sigdelset(&waiting.outside, signo);
   waiting.holder = pthread_self();
   waiting.blocked = true;
+  waiting.resized = waiting.was_away = false;
   watch_arrivals();
   wait_for_stopped_terminal(&stopped_terminal);
   return true;
@@ -173,26 +183,49 @@ static void run_found_disposition(int signo) {
   if (left) enter_editor_locale();
 }
 
+static void redraw_after_stop() {
+  if (waiting.was_away)
+    redraw_line();
+  else
+    draw_in_place();
+  waiting.was_away = false;
+}
+
+// The new size is taken over when the wait ends, or has lasted for the settling time.
 static void act_on_display_change(int signo) {
-  if (signo == SIGWINCH) {
-    follow_screen_size();
-  } else {
+  // Another program may have used the terminal while the process was stopped. A raw one is not
+  // switched: keys may be arriving, and must not find it cooked.
+  if (signo == SIGCONT && !terminal_is_raw(input_descriptor())) {
     restore_raw_terminal();
+    waiting.was_away = true;
   }
   if (found_disposition_is_a_handler(signo)) run_found_disposition(signo);
-  redraw_line();
+  if (signo == SIGCONT)
+    redraw_after_stop();
+  else
+    waiting.resized = true;
+}
+
+static void take_new_size_over() {
+  if (!waiting.resized) return;
+  waiting.resized = false;
+  follow_screen_size();
+  update_drawing();
 }
 
 static void act_on_interruption(int signo) {
+  take_new_size_over();
   if (editor.leave_command != nullptr) {
     editor.leave_command();
     update_drawing();
   }
   // Ctrl-C drops the rest of a paste.
   editor.pasting = false;
+  move_behind_line();
   make_terminal_cooked();
   run_found_disposition(signo);
   make_terminal_raw();
+  waiting.was_away = signo == SIGTSTP;
 }
 
 static void act_on_noted_signals() {
@@ -251,11 +284,12 @@ static void let_blocked_signals_in() {
 static int select_with_signals(int count, WaitSet *readable) {
   const int arrivals = waiting.arrivals;
   const sigset_t *mask = waiting.blocked ? &waiting.outside : nullptr;
+  const struct timespec *limit = waiting.resized ? &settling_time : nullptr;
   if (!waiting.blocked || arrivals < 0)
-    return pselect(count, wait_set_fds(readable), nullptr, nullptr, nullptr, mask);
+    return pselect(count, wait_set_fds(readable), nullptr, nullptr, limit, mask);
   wait_set_add(readable, arrivals);
   if (count <= arrivals) count = arrivals + 1;
-  int ready = pselect(count, wait_set_fds(readable), nullptr, nullptr, nullptr, mask);
+  int ready = pselect(count, wait_set_fds(readable), nullptr, nullptr, limit, mask);
   const bool arrived_meanwhile = remove_arrivals(readable) && ready > 0;
   if (arrived_meanwhile) let_blocked_signals_in();
   if (arrived_meanwhile || (ready < 0 && errno == EBADF && fcntl(arrivals, F_GETFD) < 0)) {
@@ -278,6 +312,7 @@ int wait_for_input(int count, WaitSet *readable) {
   }
   // Another handler ran. It may be in the place of ours: system() in another thread puts it there.
   if (ready < 0) reinstall_displaced_handlers();
+  take_new_size_over();
   return ready;
 }
 

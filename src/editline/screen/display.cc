@@ -18,8 +18,6 @@ namespace lineedit {
 
 // Used between begin_output and end_output, until the line is drawn again.
 static struct {
-  // The terminal's cursor was moved to the last row of the line.
-  bool moved;
   // The terminal is watched.
   bool watched;
 } output;
@@ -32,24 +30,21 @@ void begin_output() {
   if (!line_is_shown()) return;
   update_drawing();
   mute_editor(false);
-  output.moved = move_below_line();
+  move_below_line();
   close_terminal();
-  output.watched = fills_several_rows();
-  if (output.watched) begin_output_watch(output_descriptor());
-}
-
-static bool nothing_was_written() {
-  fflush(editor_stream());
-  flush_stream();
-  return output.watched && !output_was_written();
+  output.watched = begin_output_watch(output_descriptor());
 }
 
 void redraw_line() {
   if (!line_is_shown()) return;
-  if (nothing_was_written())
-    update_drawing();
-  else
+  fflush(editor_stream());
+  flush_stream();
+  if (!output.watched)
     draw_again();
+  else if (output_was_written())
+    draw_below_output();
+  else
+    update_drawing();
   output = {};
 }
 
@@ -60,8 +55,8 @@ void end_output() {
     // The read is over: later output must not overwrite the line.
     move_cursor_to(line_length());
     redraw_line();
-  } else if (output.moved && nothing_was_written()) {
-    redraw_line();
+  } else {
+    update_drawing();
   }
   output = {};
   end_output_watch();

@@ -9,10 +9,10 @@ void redraw_line();
 
 // Bracket code that may write to the terminal, such as a completer. begin_output moves the
 // terminal's cursor down to the row in which the line ends, so that output does not overwrite the
-// line. Between the two, redraw_line draws the line in place if nothing was written, and below the
-// output otherwise. If it was not called, end_output leaves the display alone, with two exceptions:
-// if nothing was written it restores the cursor, and if rl_done ends the read it moves the cursor
-// to the end of the line.
+// line. Between the two, redraw_line draws the line in place if nothing was written, and otherwise
+// below the output, in a row of its own. If it was not called, end_output moves the cursor back as
+// far as it was moved, and leaves the rest of the display alone. If rl_done ends the read it moves
+// the cursor to the end of the line.
 void begin_output();
 void end_output();
 

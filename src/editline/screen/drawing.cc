@@ -32,10 +32,11 @@ static struct {
   int bottom;
   // Where the terminal's cursor is. In the column behind the last one, it is still in the last one.
   ScreenPosition at;
-  // During an update: the rows up to this one showed something before it, and the first character
-  // of the row `begun_row` has been written.
+  // During an update: the rows up to this one showed something before it, and as many characters of
+  // the row `begun_row` have been written as `begun` says.
   int old_bottom;
   int begun_row;
+  size_t begun;
 } drawing;
 
 // --- The terminal's cursor -----------------------------------------------------------------------
@@ -186,6 +187,7 @@ static void continue_row(int row, int last) {
   drawing.at = {row + 1, 0};
   note_row();
   drawing.begun_row = row + 1;
+  drawing.begun = length;
   if (length > 0) {
     write_characters(next.characters, length);
   } else {
@@ -215,7 +217,6 @@ static bool shift_row(int row, const RowText *old, const RowText *next, size_t s
   if (from + least > old->length || to + least > next->length) return false;
   const size_t moved = std::min(old->length - from, next->length - to);
   if (wmemcmp(old->characters + from, next->characters + to, moved) != 0) return false;
-  if (grown && same == 0 && drawing.begun_row == row) return false;
   if (!has_control(grown ? Control::insert : Control::remove)) return false;
 
   move_to(row, next->column + static_cast<int>(same));
@@ -242,7 +243,8 @@ static bool exchange_text(int row, const RowText *old, const RowText *next, size
 static void update_row(int row, int last) {
   const RowText old = shown_row(row);
   const RowText next = row_text(&drawing.next, row);
-  const size_t same = common_beginning(&old, &next);
+  size_t same = common_beginning(&old, &next);
+  if (row == drawing.begun_row) same = std::max(same, drawing.begun);
   if (same == old.length && same == next.length) return;
   if (shift_row(row, &old, &next, same, last)) return;
   if (exchange_text(row, &old, &next, same)) return;
@@ -408,18 +410,24 @@ static void draw_changes(const Line *line) {
     update_rows(top, last_row(top));
 }
 
-static void draw_at_new_size(const Line *line) {
-  move_to_row(drawing.first);
-  clear_from_here();
+// Some terminals wrap their rows anew at another width, others leave them as they are, and it
+// cannot be told which. So the cursor is as many rows below the first one as before, or as many as
+// in the new layout. The smaller number spares what is above the line, and may leave a part of it
+// there.
+static void draw_below_top(const Line *line) {
   prepare(line);
-  draw_everything();
+  move_to_row(drawing.at.row - std::min(drawing.at.row - drawing.first, drawing.next.cursor.row));
+  clear_from_here();
+  drawing.first = 0;
+  const int top = top_row();
+  draw_rows(top, last_row(top));
 }
 
 static void draw(const Line *line) {
   if (drawing.prompt_is_due)
     draw_first_time(line);
   else if (screen_size_has_changed())
-    draw_at_new_size(line);
+    draw_below_top(line);
   else if (!draw_added_character(line) && !is_drawn(line))
     draw_changes(line);
 }
@@ -456,12 +464,40 @@ void end_drawing(bool next_row) {
   drawing.edited = false;
 }
 
-void draw_again() {
+void draw_in_place() {
+  if (!line_is_drawn()) return;
   const Line line = edited_line();
-  clear_from_here();
+  draw_below_top(&line);
+  flush_writer();
+}
+
+// Blanks fill the row in which the output ends and go on in the next one; if nothing is in that
+// row, they stay in it.
+static void begin_fresh_row() {
+  if (wraps()) {
+    write_repeated(' ', screen_columns() - (wraps_late() ? 0 : 1));
+    write_repeated('\r', 1);
+  } else {
+    write_bytes("\r\n", 2);
+  }
+}
+
+static void draw_from_here() {
+  const Line line = edited_line();
   prepare(&line);
   draw_everything();
   flush_writer();
+}
+
+void draw_below_output() {
+  begin_fresh_row();
+  if (has_control(Control::clear_below)) write_control(Control::clear_below);
+  draw_from_here();
+}
+
+void draw_again() {
+  clear_from_here();
+  draw_from_here();
 }
 
 void draw_on_clear_screen() {
@@ -474,16 +510,21 @@ void draw_on_clear_screen() {
   flush_writer();
 }
 
-bool move_below_line() {
-  const int row = drawing.at.row;
-  const int last = std::min(drawing.shown.row_count, drawing.first + usable_rows()) - 1;
-  if (row == last) return false;
-  move_to_row(last);
-  flush_writer();
-  return true;
+static int last_shown_row() {
+  return std::min(drawing.shown.row_count, drawing.first + usable_rows()) - 1;
 }
 
-bool fills_several_rows() { return drawing.shown.row_count > 1; }
+void move_below_line() {
+  move_to_row(last_shown_row());
+  flush_writer();
+}
+
+void move_behind_line() {
+  if (!line_is_drawn()) return;
+  const int last = last_shown_row();
+  move_to(last, drawing.shown.rows[last].width);
+  flush_writer();
+}
 
 void wipe_drawing() {
   wipe_layout(&drawing.shown);

@@ -25,13 +25,20 @@ void end_drawing(bool next_row);
 // clear, draws them in a new row.
 void draw_again();
 
+// Draws prompt and line anew where they are. The size may have changed; the terminal's cursor must
+// not have been moved.
+void draw_in_place();
+
 // Clears the screen, and draws the whole prompt and the line at its top.
 void draw_on_clear_screen();
 
-// Moves the terminal's cursor to the row in which the line ends. Returns whether it was in another.
-bool move_below_line();
-// Whether prompt and line take more than one row.
-bool fills_several_rows();
+// The same in a row of its own, which may be the one in which the terminal's cursor is.
+void draw_below_output();
+
+// Moves the terminal's cursor to the row in which the line ends.
+void move_below_line();
+// Moves it to the end of the line, so that what others write stands behind or below.
+void move_behind_line();
 
 // Wipes what was drawn, before the next user.
 void wipe_drawing();

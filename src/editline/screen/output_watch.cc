@@ -49,7 +49,7 @@ static int watch_name(const char *name) {
   return inotify_add_watch(watch.instance, name, IN_MODIFY);
 }
 
-void begin_output_watch(int fd) {
+bool begin_output_watch(int fd) {
   end_output_watch();
   char name[64];
   snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
@@ -62,6 +62,7 @@ void begin_output_watch(int fd) {
   watch.own_terminal = watch_name("/dev/tty");
   if (watch.terminal >= 0) read_events();
   watch.written = false;
+  return watch.terminal >= 0;
 }
 
 bool output_was_written() {

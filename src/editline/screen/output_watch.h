@@ -5,12 +5,12 @@
 namespace lineedit {
 
 // Begin and end a watch on the terminal that `fd` is open on. Beginning a watch ends the previous
-// one.
-void begin_output_watch(int fd);
+// one. Returns false if the system refuses one, for instance on another user's terminal.
+bool begin_output_watch(int fd);
 void end_output_watch();
 
 // Returns false only if certainly nothing was written since the watch began. So it returns true
-// without a watch, and if the system refuses one (for instance on another user's terminal).
+// without a watch.
 bool output_was_written();
 
 }  // namespace lineedit
