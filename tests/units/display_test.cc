@@ -77,12 +77,11 @@ static std::string beside_the_line(size_t length, const char *keys,
 static const struct {
   size_t length;
   const char *keys;
-  int rows;        // in which the line ends, from that of the prompt
-  int rows_below;  // of those, below the cursor
+  int rows_below;  // in which the line goes on below the cursor
 } places[] = {
-    {0, "", 0, 0},          {5, "", 0, 0},      {5, "\001", 0, 0},  {17, "\001", 0, 0},
-    {18, "", 1, 0},         {18, "\001", 1, 1}, {30, "\001", 1, 1}, {50, "", 2, 0},
-    {50, "\002\002", 2, 0}, {50, "\001", 2, 2}, {57, "\001", 2, 2}, {58, "\001", 3, 3},
+    {0, "", 0},          {5, "", 0},      {5, "\001", 0},  {17, "\001", 0},
+    {18, "", 0},         {18, "\001", 1}, {30, "\001", 1}, {50, "", 0},
+    {50, "\002\002", 0}, {50, "\001", 2}, {57, "\001", 2}, {58, "\001", 3},
 };
 
 static std::string down(int rows) { return rows > 0 ? "\r" + repeated("\r\n", rows) : ""; }

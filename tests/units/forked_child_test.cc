@@ -22,7 +22,7 @@ static void fork_with_descriptor(int number) {
   forks.at_each_close = false;
   dup3(terminal.slave, number, 0);
   const pid_t child = fork();
-  if (child == 0) _exit(fcntl(number, F_GETFD) < 0);
+  if (child == 0) _exit(fcntl(number, F_GETFD) < 0 ? 1 : 0);
   int status = 0;
   waitpid(child, &status, 0);
   ++forks.children;

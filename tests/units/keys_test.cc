@@ -1,6 +1,7 @@
 // Reading keys: from the input hook and with the layer's own reader.
 #include "editline/input/keys.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -180,7 +181,7 @@ LAYER_TEST(Sequences, TheEndOfInputInOne) {
 
 LAYER_TEST(Paste, EndsWithAPauseIfItsMarkIsLost) {
   EXPECT_EQ(read_line({"a\033[200~b\177\n"}), "ab");
-  EXPECT_EQ(read_line({"c\177", [] { usleep(1100000); }, "d\177e\n"}), "ce");
+  EXPECT_EQ(read_line({"c\177", [] { poll(nullptr, 0, 1100); }, "d\177e\n"}), "ce");
 }
 
 LAYER_TEST(Paste, ItsEndMayComeInParts) {

@@ -32,9 +32,9 @@ void unblock_signals();
 // select() for reading from the descriptors below `count`, without a timeout. It lets the blocked
 // signals in while it waits. A signal is acted on here, after the wait, never inside a handler: the
 // terminal is restored and the disposition from before the read runs. If that returns, editing
-// resumes; it may also jump out of the read. Returns as select does; -1 with EINTR after a signal, 0
-// after the line was drawn for a new size.
-// A closed descriptor counts as readable, since reading it fails at once.
+// resumes; it may also jump out of the read. Returns as select does; -1 with EINTR after a signal,
+// 0 after the line was drawn for a new size. A closed descriptor counts as readable, since reading
+// it fails at once.
 int wait_for_input(int count, WaitSet *readable);
 
 // Reads one byte after the wait. The input may have gone meanwhile, as at Ctrl-C, and the read may

@@ -49,8 +49,8 @@ struct StoppedTerminal {
   bool (*wait)(int descriptor);
 };
 void wait_for_stopped_terminal(const StoppedTerminal *waiting);
-// The next flush opens the terminal again: at the end of a line, and where the application may close
-// any descriptor, or exchange the terminal.
+// The next flush opens the terminal again: at the end of a line, and where the application may
+// close any descriptor, or exchange the terminal.
 void close_terminal();
 // Drops what was kept, for a new line.
 void drop_unwritten();
